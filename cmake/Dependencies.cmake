@@ -1,0 +1,12 @@
+# Third-party packages, all from Debian (scripts/install-deps.sh installs them).
+find_package(wxWidgets 3.2 REQUIRED COMPONENTS base core)
+find_package(ZLIB REQUIRED)
+find_package(Threads REQUIRED)
+
+# FindwxWidgets of CMake 3.25 has no imported target; wrap its variables in one so
+# that its headers count as system headers (no warnings from them under -Werror).
+add_library(drutils_wx INTERFACE)
+target_include_directories(drutils_wx SYSTEM INTERFACE ${wxWidgets_INCLUDE_DIRS})
+target_compile_definitions(drutils_wx INTERFACE ${wxWidgets_DEFINITIONS})
+target_compile_options(drutils_wx INTERFACE ${wxWidgets_CXX_FLAGS})
+target_link_libraries(drutils_wx INTERFACE ${wxWidgets_LIBRARIES})

@@ -1,0 +1,11 @@
+// Umbrella header of libdrutils: every exported family.
+#pragma once
+
+#include "od/OdArray.h"
+#include "od/OdGePoint.h"
+#include "od/OdString.h"
+#include "od/wintypes.h"
+#include "ut_datetime.h"
+#include "ut_filename.h"
+#include "ut_log.h"
+#include "ut_strings.h"

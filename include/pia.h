@@ -1,0 +1,203 @@
+// Parameter files: the block tree of named values that plot style tables and
+// printer configurations are made of, its parser and printer, and the compressed
+// container (a 60-byte header and a zlib stream) they are stored in.
+#pragma once
+
+#include <cstdint>
+#include <cstdio>
+#include <vector>
+
+#include "drutils_export.h"
+#include "od/OdString.h"
+
+// ---------------------------------------------------------------- block tree
+
+// Kind codes of the tree's items; part of an item's identity within a block.
+enum EPItemKind { kPBin = 0, kPBlock = 1, kPBool = 2, kPStr = 3, kPNum = 4 };
+
+class DRUTILS_API CPItem {
+public:
+    CPItem(int kind, const wchar_t* name) : m_kind(kind), m_name(name) {}
+    virtual ~CPItem();
+    CPItem(const CPItem&) = delete;
+    CPItem& operator=(const CPItem&) = delete;
+
+    int kind() const { return m_kind; }
+    const OdString& name() const { return m_name; }
+
+private:
+    int m_kind;
+    OdString m_name;
+};
+
+// Binary payload in its text form, kept exactly as read (the consumer spells it).
+class DRUTILS_API CPBin : public CPItem {
+public:
+    CPBin(const wchar_t* name, const wchar_t* payload) : CPItem(kPBin, name), m_value(payload) {}
+    const OdString& value() const { return m_value; }
+    void setValue(const OdString& v) { m_value = v; }
+
+private:
+    OdString m_value;
+};
+
+class DRUTILS_API CPBool : public CPItem {
+public:
+    CPBool(const wchar_t* name, bool value) : CPItem(kPBool, name), m_value(value) {}
+    bool value() const { return m_value; }
+    void setValue(bool v) { m_value = v; }
+
+private:
+    bool m_value;
+};
+
+class DRUTILS_API CPStr : public CPItem {
+public:
+    CPStr(const wchar_t* name, const wchar_t* value) : CPItem(kPStr, name), m_value(value) {}
+    const OdString& value() const { return m_value; }
+    void setValue(const OdString& v) { m_value = v; }
+
+private:
+    OdString m_value;
+};
+
+// A number kept as text; converted only by readInt / readDouble.
+class DRUTILS_API CPNum : public CPItem {
+public:
+    // Fixed-point, never exponent form; precision < 0 means 6 digits after the point.
+    CPNum(const wchar_t* name, double value, int precision);
+    CPNum(const wchar_t* name, int value);
+    // Kept verbatim, unchecked (the parser's form).
+    CPNum(const wchar_t* name, const wchar_t* text) : CPItem(kPNum, name), m_value(text) {}
+    const OdString& value() const { return m_value; }
+
+private:
+    OdString m_value;
+};
+
+// An ordered list of owned children.
+class DRUTILS_API CPBlock : public CPItem {
+public:
+    explicit CPBlock(const wchar_t* name) : CPItem(kPBlock, name) {}
+    ~CPBlock() override;
+
+    // First child of that kind whose name equals name exactly; null when none.
+    CPItem* find(const wchar_t* name, int kind) const;
+    CPBlock* findBlock(const wchar_t* name) const { return static_cast<CPBlock*>(find(name, kPBlock)); }
+    // Takes ownership and returns true, unless a child of the same name and kind
+    // exists: then returns false and the item stays with the caller.
+    bool add(CPItem* item);
+
+    size_t size() const { return m_items.size(); }
+    CPItem* item(size_t i) const { return m_items[i]; }
+    const std::vector<CPItem*>& items() const { return m_items; }
+
+private:
+    std::vector<CPItem*> m_items;
+};
+
+// Typed readers. False, output untouched, when the number item is missing or its
+// text does not scan ("%d"; "%f" into a float, widened: single precision on purpose).
+DRUTILS_API bool readInt(const CPBlock* block, const wchar_t* name, int& out);
+DRUTILS_API bool readDouble(const CPBlock* block, const wchar_t* name, double& out);
+
+// ---------------------------------------------------------------- container
+
+// zlib file-to-file engine with progress, status and abort hooks.
+// Result codes: 0 success, -1 short write, -2 file could not be named, opened,
+// read, written or positioned, -7 user abort, other values zlib's.
+class DRUTILS_API ZlibEngine {
+public:
+    ZlibEngine();
+    virtual ~ZlibEngine();
+    ZlibEngine(const ZlibEngine&) = delete;
+    ZlibEngine& operator=(const ZlibEngine&) = delete;
+
+    int compress(const wchar_t* source, const wchar_t* destination, int level);
+    int decompress(const wchar_t* source, const wchar_t* destination);
+    // Sets the abort flag whatever the argument; cleared at the start of each run.
+    void setAbortFlag(bool);
+    int percent() const;
+
+    static int compressMemory(uint8_t* dest, unsigned long* destLen, const uint8_t* source, unsigned long sourceLen,
+                              int level);
+    static int decompressMemory(uint8_t* dest, unsigned long* destLen, const uint8_t* source,
+                                unsigned long sourceLen);
+    static unsigned long compressedSize(unsigned long sourceLen);
+
+protected:
+    virtual int doInflateInit();
+    virtual int doDeflateInit(int level);
+    virtual void progress(int percent);
+    virtual void status(const wchar_t* text);
+
+    int load_input();
+    int flush_output();
+
+    struct Impl;
+    Impl* m_impl;
+};
+
+// Reads a container as text lines.
+class DRUTILS_API CPIAFileIn : public ZlibEngine {
+public:
+    CPIAFileIn();
+    ~CPIAFileIn() override;
+    // 0, -2, or the result of decompress.
+    int open(const wchar_t* path);
+    // Next line without its line feed (at most 511 bytes of the file each), owned
+    // by the reader until the next call; null at the end.
+    const wchar_t* readLine();
+    void close();
+    bool isUtf8() const;
+
+protected:
+    int doInflateInit() override;
+
+private:
+    struct InImpl;
+    InImpl* m_in;
+};
+
+// Collects text lines and writes a container.
+class DRUTILS_API CPIAFileOut : public ZlibEngine {
+public:
+    enum EFileType { kColorTable = 0, kNamedTable = 1, kPrinterConfig = 2 };
+
+    CPIAFileOut();
+    ~CPIAFileOut() override;
+    int open();
+    int writeLine(const wchar_t* text, bool newline = true);
+    void writeBlock(const CPBlock* block);
+    void setFileType(int type);
+    int fileType() const;
+    // Compresses and writes the container; 0 or a result code. An existing file at
+    // path is replaced atomically.
+    int close(const wchar_t* path);
+
+private:
+    struct OutImpl;
+    OutImpl* m_out;
+};
+
+// ---------------------------------------------------------------- parser
+
+class DRUTILS_API CPIAParser {
+public:
+    CPIAParser();
+    ~CPIAParser();
+    CPIAParser(const CPIAParser&) = delete;
+    CPIAParser& operator=(const CPIAParser&) = delete;
+
+    // True when the whole text was read without a syntax failure.
+    bool parse(const wchar_t* path);
+    // Null when the file could not be opened; after a failure, what was read so far.
+    CPBlock* root() const { return m_root; }
+    // 1-based number of the line (as the reader delivers them) that failed, 0 when
+    // the failure was not a line, or there was none.
+    int errorLine() const { return m_errorLine; }
+
+private:
+    CPBlock* m_root = nullptr;
+    int m_errorLine = 0;
+};

@@ -1,0 +1,34 @@
+#!/usr/bin/env bash
+# Installs, on Debian 12, every package the build, the tests, the fuzzers and the
+# benchmarks need. Idempotent: packages already present are not touched, and apt is
+# only asked when something is missing.
+set -euo pipefail
+
+packages=(
+    build-essential cmake ninja-build pkg-config
+    libwxgtk3.2-dev zlib1g-dev libsqlite3-dev libcups2-dev
+    cups printer-driver-cups-pdf
+    libgtest-dev libgmock-dev libbenchmark-dev
+    gettext python3-ezdxf libssl-dev
+    clang libclang-rt-14-dev
+    xvfb xauth
+)
+
+missing=()
+for p in "${packages[@]}"; do
+    if ! dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q 'install ok installed'; then
+        missing+=("$p")
+    fi
+done
+
+if [ ${#missing[@]} -eq 0 ]; then
+    exit 0
+fi
+
+sudo=""
+if [ "$(id -u)" -ne 0 ]; then
+    sudo="sudo"
+fi
+echo "installing: ${missing[*]}"
+$sudo apt-get update -qq
+DEBIAN_FRONTEND=noninteractive $sudo apt-get install -y -qq --no-install-recommends "${missing[@]}"

@@ -1,0 +1,218 @@
+#include "platform/codepage.h"
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <iconv.h>
+#include <locale.h>
+#include <string>
+
+namespace ut::platform {
+
+namespace {
+
+struct LanguageCodePage {
+    const char* language; // ISO 639 code, matched against the locale's prefix
+    int codePage;
+};
+
+// Windows' choice of ANSI code page by language.
+constexpr LanguageCodePage kLanguages[] = {
+    {"cs", 1250}, {"hu", 1250}, {"pl", 1250}, {"ro", 1250}, {"sk", 1250}, {"sl", 1250},
+    {"hr", 1250}, {"bs", 1250}, {"sq", 1250},
+    {"ru", 1251}, {"uk", 1251}, {"be", 1251}, {"bg", 1251}, {"mk", 1251}, {"sr", 1251},
+    {"kk", 1251}, {"ky", 1251}, {"mn", 1251}, {"tt", 1251},
+    {"el", 1253}, {"tr", 1254}, {"az", 1254}, {"uz", 1254}, {"he", 1255}, {"yi", 1255},
+    {"ar", 1256}, {"fa", 1256}, {"ur", 1256},
+    {"et", 1257}, {"lv", 1257}, {"lt", 1257}, {"vi", 1258}, {"th", 874},
+    {"ja", 932}, {"ko", 949},
+};
+
+std::string localeFromEnvironment() {
+    for (const char* var : {"LC_ALL", "LC_CTYPE", "LANG"}) {
+        const char* v = std::getenv(var);
+        if (v && *v)
+            return v;
+    }
+    return "C";
+}
+
+// iconv with a fallback character: the library never fails a conversion, it
+// substitutes, as the Windows conversion functions do by default.
+std::string convert(std::string_view in, const char* from, const char* to, std::string_view fallback,
+                    size_t unitSize) {
+    std::string out;
+    iconv_t cd = iconv_open(to, from);
+    if (cd == (iconv_t)-1)
+        return out;
+    out.reserve(in.size());
+    char* src = const_cast<char*>(in.data());
+    size_t srcLeft = in.size();
+    char buf[4096];
+    while (srcLeft > 0) {
+        char* dst = buf;
+        size_t dstLeft = sizeof buf;
+        size_t r = iconv(cd, &src, &srcLeft, &dst, &dstLeft);
+        out.append(buf, size_t(dst - buf));
+        if (r == (size_t)-1) {
+            if (errno == E2BIG)
+                continue;
+            // EILSEQ or EINVAL: substitute one unit and go on after it.
+            out.append(fallback);
+            size_t skip = std::min(unitSize, srcLeft);
+            src += skip;
+            srcLeft -= skip;
+        }
+    }
+    char* dst = buf;
+    size_t dstLeft = sizeof buf;
+    iconv(cd, nullptr, nullptr, &dst, &dstLeft);
+    out.append(buf, size_t(dst - buf));
+    iconv_close(cd);
+    return out;
+}
+
+const char* kWideCharset = sizeof(wchar_t) == 4 ? "WCHAR_T" : "UTF-16LE";
+
+std::wstring bytesToWide(const std::string& bytes) {
+    std::wstring w(bytes.size() / sizeof(wchar_t), L'\0');
+    if (!w.empty())
+        std::memcpy(w.data(), bytes.data(), w.size() * sizeof(wchar_t));
+    return w;
+}
+
+} // namespace
+
+int codePageForLocale(std::string_view locale) {
+    if (locale.empty() || locale == "C" || locale == "POSIX" || locale.substr(0, 2) == "C.")
+        return 1252;
+    std::string lang(locale.substr(0, locale.find_first_of("_.@")));
+    std::string territory;
+    size_t us = locale.find('_');
+    if (us != std::string_view::npos)
+        territory = std::string(locale.substr(us + 1, 2));
+    if (lang == "zh")
+        return (territory == "TW" || territory == "HK" || territory == "MO") ? 950 : 936;
+    if (lang == "sr" && locale.find("latin") != std::string_view::npos)
+        return 1250;
+    for (const auto& e : kLanguages)
+        if (lang == e.language)
+            return e.codePage;
+    return 1252;
+}
+
+int ansiCodePage() {
+    if (const char* v = std::getenv("DRUTILS_ANSI_CODEPAGE")) {
+        char* end = nullptr;
+        long cp = std::strtol(v, &end, 10);
+        if (end != v && *end == '\0' && cp > 0 && cp < 100000 && !iconvName(int(cp)).empty())
+            return int(cp);
+    }
+    return codePageForLocale(localeFromEnvironment());
+}
+
+std::string iconvName(int codePage) {
+    switch (codePage) {
+    case kCodePageUtf8:
+        return "UTF-8";
+    case 874:
+        return "CP874";
+    case 932:
+        return "CP932";
+    case 936:
+        return "CP936";
+    case 949:
+        return "CP949";
+    case 950:
+        return "CP950";
+    case 20127:
+        return "ASCII";
+    case 28591:
+        return "ISO-8859-1";
+    default:
+        if (codePage >= 1250 && codePage <= 1258)
+            return "CP" + std::to_string(codePage);
+        return std::string();
+    }
+}
+
+std::string wideToCodePage(std::wstring_view text, int codePage) {
+    std::string name = iconvName(codePage);
+    if (name.empty())
+        name = "CP1252";
+    std::string_view raw(reinterpret_cast<const char*>(text.data()), text.size() * sizeof(wchar_t));
+    return convert(raw, kWideCharset, name.c_str(), "?", sizeof(wchar_t));
+}
+
+std::wstring codePageToWide(std::string_view bytes, int codePage) {
+    std::string name = iconvName(codePage);
+    if (name.empty())
+        name = "CP1252";
+    const wchar_t repl = 0xFFFD;
+    std::string_view fallback(reinterpret_cast<const char*>(&repl), sizeof repl);
+    return bytesToWide(convert(bytes, name.c_str(), kWideCharset, fallback, 1));
+}
+
+std::string wideToUtf8(std::wstring_view text) { return wideToCodePage(text, kCodePageUtf8); }
+
+std::wstring utf8ToWide(std::string_view bytes) { return codePageToWide(bytes, kCodePageUtf8); }
+
+bool isValidUtf8(std::string_view s) {
+    size_t i = 0, n = s.size();
+    while (i < n) {
+        unsigned char c = static_cast<unsigned char>(s[i]);
+        size_t len;
+        unsigned min;
+        unsigned cp;
+        if (c < 0x80) {
+            ++i;
+            continue;
+        } else if ((c & 0xE0) == 0xC0) {
+            len = 2, min = 0x80, cp = c & 0x1F;
+        } else if ((c & 0xF0) == 0xE0) {
+            len = 3, min = 0x800, cp = c & 0x0F;
+        } else if ((c & 0xF8) == 0xF0) {
+            len = 4, min = 0x10000, cp = c & 0x07;
+        } else {
+            return false;
+        }
+        if (i + len > n)
+            return false;
+        for (size_t k = 1; k < len; ++k) {
+            unsigned char cc = static_cast<unsigned char>(s[i + k]);
+            if ((cc & 0xC0) != 0x80)
+                return false;
+            cp = (cp << 6) | (cc & 0x3F);
+        }
+        if (cp < min || cp > 0x10FFFF || (cp >= 0xD800 && cp <= 0xDFFF))
+            return false;
+        i += len;
+    }
+    return true;
+}
+
+ScopedCodePageLocale::ScopedCodePageLocale(int codePage) {
+    // Windows names the locale ".1252"; glibc needs a language and a charset. The
+    // C.UTF-8 locale classifies every character the wide-character tests meet.
+    std::string charset = iconvName(codePage);
+    const std::string candidates[] = {"en_US." + charset, "C." + charset, "C.UTF-8"};
+    for (const auto& name : candidates) {
+        if (charset.empty() && &name != &candidates[2])
+            continue;
+        locale_t loc = newlocale(LC_CTYPE_MASK, name.c_str(), (locale_t)0);
+        if (loc) {
+            m_newLocale = loc;
+            m_oldLocale = uselocale(loc);
+            return;
+        }
+    }
+}
+
+ScopedCodePageLocale::~ScopedCodePageLocale() {
+    if (m_newLocale) {
+        uselocale(static_cast<locale_t>(m_oldLocale));
+        freelocale(static_cast<locale_t>(m_newLocale));
+    }
+}
+
+} // namespace ut::platform

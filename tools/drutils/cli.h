@@ -1,0 +1,63 @@
+// Shared plumbing of the drutils command groups: argument handling, exit codes,
+// UTF-8 output and a small JSON writer.
+#pragma once
+
+#include <cstdio>
+#include <string>
+#include <vector>
+
+#include "od/OdString.h"
+
+namespace cli {
+
+enum ExitCode { kOk = 0, kFailure = 1, kUsage = 2 };
+
+using Args = std::vector<std::string>;
+
+// Prints "drutils: MESSAGE" on stderr and returns kFailure / kUsage.
+int fail(const std::string& message);
+int usage(const std::string& message);
+
+// Removes a flag ("--json") from args; true when it was there.
+bool takeFlag(Args& args, const char* flag);
+// Removes "--name VALUE" or "--name=VALUE" from args. Returns false when absent;
+// sets missingValue when the option is there without a value.
+bool takeOption(Args& args, const char* name, std::string& value, bool* missingValue = nullptr);
+// True when args asks for help ("--help" or "-h" anywhere).
+bool wantsHelp(const Args& args);
+// An option-looking argument that nobody took: reports it and returns true.
+bool rejectUnknownOptions(const Args& args);
+
+std::string utf8(const OdString& s);
+std::string utf8(const std::wstring& s);
+OdString wide(const std::string& utf8Text);
+
+// Minimal JSON output: values are written as they come, commas are handled.
+class Json {
+public:
+    explicit Json(FILE* out = stdout) : m_out(out) {}
+    Json& beginObject();
+    Json& endObject();
+    Json& beginArray();
+    Json& endArray();
+    Json& key(const std::string& k);
+    Json& value(const std::string& v);
+    Json& value(const OdString& v) { return value(utf8(v)); }
+    Json& value(const char* v) { return value(std::string(v)); }
+    Json& value(long long v);
+    Json& value(int v) { return value(static_cast<long long>(v)); }
+    Json& value(unsigned v) { return value(static_cast<long long>(v)); }
+    Json& value(double v);
+    Json& value(bool v);
+    Json& null();
+    void finish(); // final newline
+    static std::string escape(const std::string& s);
+
+private:
+    void separate();
+    FILE* m_out;
+    std::vector<bool> m_first; // one entry per open container
+    bool m_afterKey = false;
+};
+
+} // namespace cli

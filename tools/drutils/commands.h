@@ -1,0 +1,7 @@
+// Entry points of the command groups; each takes the arguments after its name.
+#pragma once
+
+#include "cli.h"
+
+int runName(cli::Args& args);
+int runPath(cli::Args& args);

@@ -1,0 +1,85 @@
+// drutils: the command-line face of libdrutils for CAD administrators and scripts.
+// drutils <group> <command> [options]; exit status 0 on success, 1 on failure,
+// 2 on wrong usage.
+#include <cstdio>
+#include <cstring>
+#include <string>
+
+#include <wx/init.h>
+#include <wx/log.h>
+
+#include "cli.h"
+#include "commands.h"
+
+#ifndef DRUTILS_VERSION
+#define DRUTILS_VERSION "unknown"
+#endif
+
+namespace {
+
+struct Group {
+    const char* name;
+    const char* summary;
+    int (*run)(cli::Args&);
+};
+
+const Group kGroups[] = {
+    {"name", "check symbol-table names", runName},
+    {"path", "show how a path is split", runPath},
+};
+
+void printHelp() {
+    std::printf("usage: drutils <group> <command> [options]\n"
+                "       drutils --version\n\n"
+                "groups:\n");
+    for (const auto& g : kGroups)
+        std::printf("  %-10s %s\n", g.name, g.summary);
+    std::printf("\n'drutils <group> --help' lists the commands of a group.\n");
+}
+
+// Library failures reach the user as one line on stderr, without wx's time stamp.
+class StderrLog : public wxLog {
+protected:
+    void DoLogTextAtLevel(wxLogLevel level, const wxString& msg) override {
+        if (level <= wxLOG_Warning)
+            std::fprintf(stderr, "drutils: %s\n", msg.utf8_str().data());
+        else if (level <= wxLOG_Message && verbose)
+            std::fprintf(stderr, "%s\n", msg.utf8_str().data());
+    }
+
+public:
+    bool verbose = false;
+};
+
+} // namespace
+
+int main(int argc, char** argv) {
+    wxInitializer wx;
+    if (!wx.IsOk()) {
+        std::fprintf(stderr, "drutils: cannot initialise wxWidgets\n");
+        return cli::kFailure;
+    }
+    auto* log = new StderrLog;
+    delete wxLog::SetActiveTarget(log);
+    wxLog::DisableTimestamp();
+
+    cli::Args args(argv + 1, argv + argc);
+    if (args.empty())
+        return printHelp(), cli::kUsage;
+    if (args[0] == "--help" || args[0] == "-h" || args[0] == "help")
+        return printHelp(), cli::kOk;
+    if (args[0] == "--version") {
+        std::printf("drutils %s\n", DRUTILS_VERSION);
+        return cli::kOk;
+    }
+    log->verbose = cli::takeFlag(args, "--verbose");
+    for (const auto& g : kGroups) {
+        if (args[0] == g.name) {
+            args.erase(args.begin());
+            int rc = g.run(args);
+            wxLog::FlushActive();
+            return rc;
+        }
+    }
+    return cli::usage("unknown group '" + args[0] + "'");
+}
