@@ -84,6 +84,7 @@ public:
     bool isAbsolute() const;
     bool isRelative() const { return !isAbsolute(); }
     bool isDir() const;
+    // Whether the directory part of this name exists (for "/a/b.txt": "/a").
     bool dirExists() const;
     bool fileExists() const;
     bool isDirReadable() const;
@@ -133,6 +134,7 @@ public:
     static bool isPathSeparator(wchar_t c);
     static OdString getPathSeparator();
     static OdString getPathSeparators();
+    // Empty: POSIX paths have no volume separator.
     static OdString getVolumeSeparator();
 
 private:

@@ -38,14 +38,15 @@ private:
     AttributeMap m_attributes;
 };
 
-// Splits text at the earliest delimiter (the longest one when several start at the
+// Appends to out the parts of text. Splits at the earliest delimiter (the longest one when several start at the
 // same place). Empty parts are kept only with keepEmpty; the delimiters themselves
 // are appended as parts with keepDelimiters. Empty delimiters are ignored.
 DRUTILS_API void split(OdArray<OdString>& out, const OdString& text, const OdArray<OdString>& delimiters,
                        bool keepEmpty = false, bool keepDelimiters = false);
 DRUTILS_API void split(OdArray<OdString>& out, const OdString& text, const OdString& delimiter,
                        bool keepEmpty = false, bool keepDelimiters = false);
-// Splits at every occurrence of c, keeping empty parts (a text of n separators has n+1 parts).
+// Splits at every occurrence of c, keeping empty parts (a text holding n of them has
+// n+1 parts; an empty text has none).
 DRUTILS_API void splitByChar(OdArray<OdString>& out, const OdString& text, wchar_t c);
 // Splits at "\r\n", "\n" and "\r"; keepEmpty keeps empty lines.
 DRUTILS_API void splitLines(OdArray<OdString>& out, const OdString& text, bool keepEmpty = false);

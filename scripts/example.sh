@@ -9,4 +9,4 @@ tool=build/tools/drutils/drutils
 set -x
 "$tool" --version
 "$tool" name check "Layer 1" "A*B" "\\U+00C4rger"
-"$tool" path info "$PWD/tests/data/../data/drawing.dwl2"
+"$tool" path info "$PWD/tests/../README.md"

@@ -1,0 +1,256 @@
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <sys/stat.h>
+
+#include "test_support.h"
+#include "ut_filename.h"
+
+using testing_support::TempDir;
+using testing_support::W;
+using ut::FileName;
+
+namespace fs = std::filesystem;
+
+namespace {
+
+// Restores the application temporary path a test changed.
+struct AppTempPathGuard {
+    ~AppTempPathGuard() { FileName::setApplicationTempPath(OdString()); }
+};
+
+} // namespace
+
+TEST(FileName, SplitsPathsAndAssigns) {
+    FileName fn(L"/home/user/plans/site.plan.dwg");
+    EXPECT_EQ(OdString(L"/home/user/plans"), fn.getPath());
+    EXPECT_EQ(OdString(L"/home/user/plans/"), fn.getPath(FileName::PATH_GET_SEPARATOR));
+    EXPECT_EQ(OdString(L"site.plan"), fn.getName());
+    EXPECT_EQ(OdString(L"dwg"), fn.getExt());
+    EXPECT_EQ(OdString(L"site.plan.dwg"), fn.getFullName());
+    EXPECT_EQ(3u, fn.getDirCount());
+    EXPECT_TRUE(fn.getVolume().isEmpty());
+    EXPECT_FALSE(fn.hasVolume());
+    EXPECT_TRUE(fn.isAbsolute());
+    EXPECT_FALSE(fn.isRelative());
+    EXPECT_FALSE(fn.isDir());
+
+    FileName parts(L"/tmp/x", L"a", L"ctb");
+    EXPECT_EQ(OdString(L"/tmp/x/a.ctb"), parts.getFullPath());
+    FileName dirName(L"/tmp/x", L"b.stb");
+    EXPECT_EQ(OdString(L"/tmp/x/b.stb"), dirName.getFullPath());
+
+    fn.setExt(L"dwl");
+    EXPECT_EQ(OdString(L"/home/user/plans/site.plan.dwl"), fn.getFullPath());
+    fn.setName(L"other");
+    fn.appendDir(L"sub");
+    EXPECT_EQ(OdString(L"/home/user/plans/sub/other.dwl"), fn.getFullPath());
+    fn.removeLastDir();
+    fn.clearExt();
+    EXPECT_EQ(OdString(L"/home/user/plans/other"), fn.getFullPath());
+    fn.setFullName(L"n.e");
+    EXPECT_EQ(OdString(L"e"), fn.getExt());
+    fn = OdString(L"rel/file.txt");
+    EXPECT_TRUE(fn.isRelative());
+    fn.clear();
+    EXPECT_FALSE(fn.isOk());
+    EXPECT_TRUE(FileName(L"relative/but/fine").isOk());
+}
+
+TEST(FileName, HasExtRules) {
+    FileName dwg(L"/p/a.dwg");
+    EXPECT_TRUE(dwg.hasExt());
+    for (const wchar_t* e : {L"dwg", L".dwg", L"DWG", L".Dwg"})
+        EXPECT_TRUE(dwg.hasExt(e)) << testing_support::U(e);
+    EXPECT_FALSE(dwg.hasExt(L"dw"));
+    EXPECT_FALSE(dwg.hasExt(L"..dwg"));
+    EXPECT_FALSE(dwg.hasExt(L"."));
+    FileName bare(L"/p/README");
+    EXPECT_FALSE(bare.hasExt());
+    EXPECT_TRUE(bare.hasExt(L"."));
+    EXPECT_TRUE(bare.hasExt(L""));
+}
+
+TEST(FileName, CopyRebuildsFromTextWhileAssignmentCopiesParts) {
+    // "/tmp/dir.d" held as a directory: the copy constructor re-splits the text
+    // "/tmp/dir.d/" (still a directory), and a name whose directory form depends
+    // on the parts, not the text, shows the difference.
+    FileName dirOnly;
+    dirOnly.assignDir(L"/tmp/plans");
+    EXPECT_TRUE(dirOnly.isDir());
+
+    FileName assigned;
+    assigned = dirOnly;
+    EXPECT_TRUE(assigned.isDir());
+    EXPECT_EQ(dirOnly.getDirCount(), assigned.getDirCount());
+
+    // A name whose parts cannot be reproduced from its text: an empty name with an
+    // extension prints as "/tmp/.ext" and re-splits as the hidden name ".ext".
+    FileName odd;
+    odd.assign(L"/tmp", L"", L"ext");
+    FileName assignedOdd;
+    assignedOdd = odd;
+    EXPECT_EQ(OdString(L"ext"), assignedOdd.getExt());
+    EXPECT_TRUE(assignedOdd.getName().isEmpty());
+    FileName copiedOdd(odd);
+    EXPECT_EQ(odd.getFullPath(), copiedOdd.getFullPath());
+    EXPECT_EQ(OdString(L".ext"), copiedOdd.getName());
+    EXPECT_TRUE(copiedOdd.getExt().isEmpty());
+}
+
+TEST(FileName, MakeAbsoluteAndRelative) {
+    FileName fn(L"a/../b/c.txt");
+    EXPECT_FALSE(fn.makeAbsolute(L".."));
+    EXPECT_EQ(OdString(L"a/../b/c.txt"), fn.getFullPath());
+    ASSERT_TRUE(fn.makeAbsolute(L"/base"));
+    EXPECT_EQ(OdString(L"/base/b/c.txt"), fn.getFullPath());
+
+    FileName cwdRelative(L"x.txt");
+    ASSERT_TRUE(cwdRelative.makeAbsolute(L""));
+    EXPECT_EQ(FileName::getCwd() + L"/x.txt", cwdRelative.getFullPath());
+
+    FileName rel(L"/base/b/c.txt");
+    ASSERT_TRUE(rel.makeRelativeTo(L"/base"));
+    EXPECT_EQ(OdString(L"b/c.txt"), rel.getFullPath());
+    EXPECT_TRUE(FileName(L"/a/./b/../c") == OdString(L"/a/c"));
+    EXPECT_FALSE(FileName(L"/a/C") == FileName(L"/a/c"));
+}
+
+TEST(FileName, FileSystemQueries) {
+    TempDir dir;
+    const std::string file = dir.file("data.bin");
+    testing_support::writeFile(file, "12345");
+    FileName fn(W(file));
+    EXPECT_TRUE(fn.fileExists());
+    EXPECT_TRUE(fn.dirExists()); // the directory part
+    EXPECT_FALSE(FileName(dir.wfile("nodir/x")).dirExists());
+    EXPECT_FALSE(FileName::dirExists(W(file)));
+    EXPECT_TRUE(FileName::dirExists(dir.wpath()));
+    EXPECT_EQ(5u, fn.getSize());
+    EXPECT_EQ(5u, FileName::getSize(W(file)));
+    EXPECT_EQ(0u, FileName::getSize(dir.wfile("missing")));
+    EXPECT_TRUE(fn.isFileReadable());
+    EXPECT_TRUE(fn.isFileWritable());
+    EXPECT_FALSE(fn.isFileExecutable());
+
+    // Read-only means nobody may write: owner write alone is enough to be writable.
+    EXPECT_FALSE(FileName::isFileReadOnly(W(file)));
+    chmod(file.c_str(), 0444);
+    EXPECT_TRUE(FileName::isFileReadOnly(W(file)));
+    chmod(file.c_str(), 0464);
+    EXPECT_FALSE(FileName::isFileReadOnly(W(file)));
+    EXPECT_FALSE(FileName::isFileReadOnly(dir.wfile("missing")));
+    EXPECT_FALSE(FileName::isFileReadOnly(dir.wpath()));
+}
+
+TEST(FileName, TimesRoundTripAndKeepWhatIsLeftOut) {
+    TempDir dir;
+    testing_support::writeFile(dir.file("t"), "x");
+    FileName fn(dir.wfile("t"));
+    const ut::DateTime access = ut::DateTime::fromLocal(2020, 3, 4, 5, 6, 7);
+    const ut::DateTime modify = ut::DateTime::fromLocal(2021, 8, 9, 10, 11, 12);
+    ASSERT_TRUE(fn.setTimes(&access, &modify, nullptr));
+    ut::DateTime a, m, c;
+    ASSERT_TRUE(fn.getTimes(&a, &m, &c));
+    EXPECT_EQ(access, a);
+    EXPECT_EQ(modify, m);
+    EXPECT_TRUE(c.isValid());
+
+    const ut::DateTime later = ut::DateTime::fromLocal(2022, 1, 1, 0, 0, 0);
+    ASSERT_TRUE(fn.setTimes(nullptr, &later, nullptr));
+    ASSERT_TRUE(fn.getTimes(&a, &m, nullptr));
+    EXPECT_EQ(access, a);
+    EXPECT_EQ(later, m);
+    EXPECT_EQ(OdString(L"2022-01-01 00:00:00"), m.format());
+    EXPECT_FALSE(FileName(dir.wfile("missing")).getTimes(&a, nullptr, nullptr));
+}
+
+TEST(FileName, TempDirAndSeparators) {
+    AppTempPathGuard guard;
+    EXPECT_EQ(OdString(L"/"), FileName::getPathSeparator());
+    EXPECT_EQ(OdString(L"/"), FileName::getPathSeparators());
+    EXPECT_TRUE(FileName::getVolumeSeparator().isEmpty());
+    EXPECT_TRUE(FileName::isPathSeparator(L'/'));
+    EXPECT_FALSE(FileName::isPathSeparator(L'\\'));
+
+    EXPECT_EQ(OdString(L"/"), FileName::getTempDir().right(1));
+    EXPECT_EQ(OdString(L"/opt/app/tmp"), FileName::setApplicationTempPath(L"/opt/app/tmp"));
+    EXPECT_EQ(OdString(L"/opt/app/tmp/"), FileName::getTempDir());
+    FileName::setApplicationTempPath(L"/opt/app/tmp/");
+    EXPECT_EQ(OdString(L"/opt/app/tmp/"), FileName::getTempDir());
+}
+
+TEST(FileName, CreateTempFileName) {
+    AppTempPathGuard guard;
+    TempDir dir;
+    // Relative prefixes go to the application temporary path, whose missing
+    // directories are created; the prefix is appended without a separator.
+    FileName::setApplicationTempPath(W(dir.file("app/nested/")));
+    const OdString first = FileName::createTempFileName(L"pia");
+    ASSERT_FALSE(first.isEmpty());
+    EXPECT_TRUE(first.find(W(dir.file("app/nested/pia")).c_str()) == 0) << testing_support::U(first);
+    struct stat st{};
+    ASSERT_EQ(0, stat(testing_support::U(first).c_str(), &st));
+    EXPECT_EQ(0600u, st.st_mode & 0777u);
+    EXPECT_EQ(0, st.st_size);
+    const OdString second = FileName::createTempFileName(L"pia");
+    EXPECT_NE(first, second);
+
+    // An absolute prefix is used as given.
+    const OdString absolute = FileName::createTempFileName(W(dir.file("abs-")));
+    EXPECT_EQ(0, absolute.find(W(dir.file("abs-")).c_str()));
+    EXPECT_TRUE(FileName::fileExists(absolute));
+
+    // When the application path cannot hold a file, the bare prefix is tried once
+    // more, which lands in the system temporary directory.
+    testing_support::writeFile(dir.file("blocker"), "");
+    FileName::setApplicationTempPath(W(dir.file("blocker/sub/")));
+    const OdString fallback = FileName::createTempFileName(L"pia");
+    ASSERT_FALSE(fallback.isEmpty());
+    EXPECT_TRUE(FileName::fileExists(fallback));
+    EXPECT_EQ(-1, fallback.find(L"blocker"));
+    std::remove(testing_support::U(fallback).c_str());
+}
+
+TEST(FileName, DirectoriesCreateAndRemove) {
+    TempDir dir;
+    const OdString deep = W(dir.file("a/b/c"));
+    EXPECT_FALSE(FileName::mkdir(deep, 0777, 0));
+    ASSERT_TRUE(FileName::mkdir(deep, 0777, FileName::PATH_MKDIR_FULL));
+    testing_support::writeFile(dir.file("a/one.txt"), "1");
+    testing_support::writeFile(dir.file("a/b/two.txt"), "2");
+    fs::create_directories(dir.file("a/b/c/d"));
+
+    // Not empty: the plain form refuses, the recursive form empties it.
+    EXPECT_FALSE(FileName::rmdir(W(dir.file("a")), false));
+    EXPECT_TRUE(FileName::rmdir(W(dir.file("a")), true));
+    EXPECT_FALSE(fs::exists(dir.file("a")));
+    EXPECT_FALSE(FileName::rmdir(W(dir.file("a")), true));
+
+    // Hidden entries are not listed, so their directories survive.
+    fs::create_directories(dir.file("h/visible"));
+    fs::create_directories(dir.file("h/keep"));
+    testing_support::writeFile(dir.file("h/keep/.hidden"), "");
+    testing_support::writeFile(dir.file("h/file"), "");
+    EXPECT_FALSE(FileName::rmdir(W(dir.file("h")), true));
+    EXPECT_TRUE(fs::exists(dir.file("h/keep/.hidden")));
+    EXPECT_FALSE(fs::exists(dir.file("h/visible")));
+    EXPECT_FALSE(fs::exists(dir.file("h/file")));
+
+    FileName emptyDir;
+    emptyDir.assignDir(W(dir.file("e")));
+    ASSERT_TRUE(emptyDir.mkdir());
+    EXPECT_TRUE(emptyDir.dirExists());
+    EXPECT_TRUE(emptyDir.isDirWritable());
+    EXPECT_TRUE(emptyDir.rmdir());
+}
+
+TEST(FileName, CurrentAndHomeDirectories) {
+    TempDir dir;
+    const OdString before = FileName::getCwd();
+    ASSERT_TRUE(FileName::setCwd(dir.wpath()));
+    EXPECT_TRUE(FileName(FileName::getCwd()) == dir.wpath());
+    EXPECT_FALSE(FileName::setCwd(dir.wfile("missing")));
+    ASSERT_TRUE(FileName::setCwd(before));
+    EXPECT_FALSE(FileName::getHomeDir().isEmpty());
+}
