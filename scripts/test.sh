@@ -8,9 +8,30 @@ scripts/install-deps.sh
 
 export CTEST_OUTPUT_ON_FAILURE=1
 
+passed=0
+failed=0
+# Runs ctest in a build tree and adds its counts to the totals (ctest's own
+# summary is printed as well); the script fails at the end if anything failed.
+run_ctest() {
+    local log
+    log=$(mktemp)
+    (cd "$1" && ctest -j2) 2>&1 | tee "$log" || true
+    local line total bad
+    line=$(grep -E 'tests passed, [0-9]+ tests failed out of [0-9]+' "$log" | tail -n 1)
+    rm -f "$log"
+    if [ -z "$line" ]; then
+        failed=$((failed + 1))
+        return
+    fi
+    bad=$(sed -E 's/.* ([0-9]+) tests failed.*/\1/' <<<"$line")
+    total=$(sed -E 's/.*out of ([0-9]+).*/\1/' <<<"$line")
+    passed=$((passed + total - bad))
+    failed=$((failed + bad))
+}
+
 echo "== build and test (release with debug info)"
 scripts/build.sh build -DCMAKE_BUILD_TYPE=RelWithDebInfo -DDRUTILS_BUILD_BENCH=ON
-(cd build && ctest -j2)
+run_ctest build
 
 echo "== build and test under ASan+UBSan, with the fuzz targets"
 CC=clang CXX=clang++ scripts/build.sh build-asan -DCMAKE_BUILD_TYPE=Debug \
@@ -18,7 +39,14 @@ CC=clang CXX=clang++ scripts/build.sh build-asan -DCMAKE_BUILD_TYPE=Debug \
 export ASAN_OPTIONS=detect_leaks=1:abort_on_error=0:strict_string_checks=1
 export LSAN_OPTIONS=suppressions=$PWD/tests/lsan.supp:print_suppressions=0
 export UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1
-(cd build-asan && ctest -j2)
+run_ctest build-asan
 
 echo "== fuzz targets (bounded runs)"
-scripts/fuzz.sh build-asan "${DRUTILS_FUZZ_RUNS:-20000}"
+if scripts/fuzz.sh build-asan "${DRUTILS_FUZZ_RUNS:-20000}"; then
+    passed=$((passed + 1))
+else
+    failed=$((failed + 1))
+fi
+
+echo "summary: $passed passed, $failed failed"
+[ "$failed" -eq 0 ]
