@@ -1,5 +1,7 @@
 #include "ut_log.h"
 
+#include "od/OdString.h"
+
 #include <cstdarg>
 #include <cstdio>
 #include <cwchar>
@@ -10,22 +12,10 @@
 
 namespace {
 
-// vswprintf reports overflow only by failing, so grow until the text fits.
 std::wstring formatWide(const wchar_t* format, va_list args) {
-    if (!format)
-        return std::wstring();
-    std::vector<wchar_t> buf(256);
-    for (;;) {
-        va_list copy;
-        va_copy(copy, args);
-        int n = std::vswprintf(buf.data(), buf.size(), format, copy);
-        va_end(copy);
-        if (n >= 0)
-            return std::wstring(buf.data(), size_t(n));
-        if (buf.size() >= (1u << 20))
-            return std::wstring(format); // an unformattable message is still worth seeing
-        buf.resize(buf.size() * 4);
-    }
+    OdString text;
+    text.formatV(format, args);
+    return text.str();
 }
 
 std::wstring formatNarrow(const char* format, va_list args) {

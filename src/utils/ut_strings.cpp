@@ -333,13 +333,21 @@ OdString makeBackSlashes(const OdString& s) {
     return r;
 }
 
+namespace {
+// Position after leading blanks and an optional sign.
+size_t skipBlanksAndSign(const std::wstring& w) {
+    size_t i = 0;
+    while (i < w.size() && std::iswspace(wint_t(w[i])))
+        ++i;
+    if (i < w.size() && (w[i] == L'+' || w[i] == L'-'))
+        ++i;
+    return i;
+}
+} // namespace
+
 bool isNumber(const OdString& s, wchar_t separator) {
     const std::wstring& w = s.str();
-    size_t i = 0, n = w.size();
-    while (i < n && std::iswspace(wint_t(w[i])))
-        ++i;
-    if (i < n && (w[i] == L'+' || w[i] == L'-'))
-        ++i;
+    size_t i = skipBlanksAndSign(w), n = w.size();
     size_t digits = 0;
     bool seenSeparator = false;
     for (; i < n; ++i) {
@@ -369,11 +377,7 @@ bool isNumber(const OdString& s, wchar_t separator) {
 
 bool isInteger(const OdString& s) {
     const std::wstring& w = s.str();
-    size_t i = 0, n = w.size();
-    while (i < n && std::iswspace(wint_t(w[i])))
-        ++i;
-    if (i < n && (w[i] == L'+' || w[i] == L'-'))
-        ++i;
+    size_t i = skipBlanksAndSign(w), n = w.size();
     size_t digits = 0;
     while (i < n && w[i] >= L'0' && w[i] <= L'9')
         ++i, ++digits;
