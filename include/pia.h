@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <cstdio>
+#include <string>
 #include <vector>
 
 #include "drutils_export.h"
@@ -93,7 +94,14 @@ public:
     const std::vector<CPItem*>& items() const { return m_items; }
 
 private:
+    CPItem* findHashed(const wchar_t* name, size_t length, int kind, uint32_t hash) const;
+    void indexChild(size_t position, uint32_t hash);
+
     std::vector<CPItem*> m_items;
+    // Lookup table over the children once there are many (a table has 255 styles
+    // and 255 colours in a block): child position + 1 per slot, 0 for a free slot.
+    // Names are unique per kind within a block, so the table answers find exactly.
+    std::vector<uint32_t> m_index;
 };
 
 // Typed readers. False, output untouched, when the number item is missing or its
@@ -148,6 +156,10 @@ protected:
     int flush_output();
     // Bytes one run may write at most; a run that would write more ends with kTooLarge.
     void setOutputLimit(uint64_t bytes);
+    // compress and decompress with the output kept in memory instead of a
+    // destination file; otherwise the same run, hooks and result codes.
+    int compressToMemory(const wchar_t* source, std::string& stream, int level);
+    int decompressToMemory(const wchar_t* source, std::string& text);
 
 public:
     struct Impl;
@@ -156,7 +168,8 @@ protected:
     Impl* m_impl;
 
 private:
-    int run(const wchar_t* source, const wchar_t* destination, bool deflating, int level);
+    int run(const wchar_t* source, const wchar_t* destination, bool deflating, int level,
+            std::string* memory = nullptr);
     void endStream();
     bool closeFiles();
 };
