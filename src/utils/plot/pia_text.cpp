@@ -76,7 +76,6 @@ void TextLines::assign(std::string text) {
     m_ended = false;
     m_ascii = isAscii(m_text.data(), m_text.size());
     m_utf8 = m_ascii || ut::platform::isValidUtf8(m_text);
-    m_hasNul = std::memchr(m_text.data(), '\0', m_text.size()) != nullptr;
     m_codePage = m_utf8 ? ut::platform::kCodePageUtf8 : ut::platform::ansiCodePage();
 }
 
@@ -120,11 +119,6 @@ const wchar_t* TextLines::next() {
     }
     m_pos += take;
 
-    // What follows a NUL byte is invisible to a reader of C strings.
-    if (m_hasNul)
-        if (const void* nul = std::memchr(p, '\0', content))
-            content = size_t(static_cast<const char*>(nul) - p);
-
     size_t len;
     if (m_ascii || isAscii(p, content)) {
         for (size_t i = 0; i < content; ++i)
@@ -145,7 +139,6 @@ const wchar_t* TextLines::next() {
         }
     }
     m_line[len] = L'\0';
-    m_length = len;
     return m_line;
 }
 

@@ -10,7 +10,7 @@ namespace pia {
 // line feed or after 511 bytes, whichever comes first (so a longer physical line
 // arrives in pieces), a carriage return before a line feed is not part of the text
 // (Windows writers end lines with CR LF), and a NUL byte ends what is visible of a
-// line. The text is UTF-8 when all of it is well-formed UTF-8, else it is in the
+// line, since lines are handed on as C strings. The text is UTF-8 when all of it is well-formed UTF-8, else it is in the
 // ANSI code page.
 class TextLines {
 public:
@@ -21,8 +21,6 @@ public:
     // The next line without its line feed, valid until the next call; null at the end.
     const wchar_t* next();
     bool lineEnded() const { return m_ended; }
-    // Length of the line next() returned last.
-    size_t length() const { return m_length; }
     bool isUtf8() const { return m_utf8; }
 
 private:
@@ -30,9 +28,7 @@ private:
     size_t m_pos = 0;
     bool m_utf8 = true;
     bool m_ascii = true;
-    bool m_hasNul = false;
     bool m_ended = false;
-    size_t m_length = 0;
     int m_codePage = 0;
     wchar_t m_line[kMaxPiece + 1] = {};
 };
