@@ -5,6 +5,7 @@
 #include "od/OdGePoint.h"
 #include "od/OdString.h"
 #include "od/wintypes.h"
+#include "pia.h"
 #include "binstream.h"
 #include "plotstyle.h"
 #include "plotstyletable.h"

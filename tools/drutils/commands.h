@@ -5,4 +5,5 @@
 
 int runName(cli::Args& args);
 int runPath(cli::Args& args);
+int runPia(cli::Args& args);
 int runStyle(cli::Args& args);
