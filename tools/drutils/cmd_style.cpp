@@ -194,12 +194,12 @@ void showJson(const std::string& path, const CPlotStyleTable& t) {
     j.key("kind").value(t.useACI() ? "colour-dependent" : "named");
     j.key("description").value(t.desc());
     j.key("aci_table_available").value(t.hasACI());
-    j.key("scale_factor").value(t.scaleFactor());
+    j.key("scale_factor").value(t.scaleFactor(), 7);
     j.key("apply_factor").value(t.applyFactor());
     j.key("custom_lineweight_display_units").value(t.lineWeightUnits());
     j.key("custom_lineweights").beginArray();
     for (int k = 0; k < CCustomLineweightTable::kSize; ++k)
-        j.value(t.lineWeights().at(k));
+        j.value(t.lineWeights().at(k), 7);
     j.endArray();
     j.key("styles").beginArray();
     for (int i = 0; i < t.size(); ++i) {
@@ -217,14 +217,14 @@ void showJson(const std::string& path, const CPlotStyleTable& t) {
         j.key("physical_pen_number").value(s.pen());
         j.key("virtual_pen_number").value(s.virtualPen());
         j.key("screen").value(s.screen());
-        j.key("linepattern_size").value(s.linepattern_size());
+        j.key("linepattern_size").value(s.linepattern_size(), 7);
         j.key("linetype").value(s.lineType());
         j.key("adaptive_linetype").value(s.isAdaptiveLinetype());
         j.key("lineweight").value(s.lineWeight());
         const double mm = t.lineWeights().forStyle(s.lineWeight());
         j.key("lineweight_mm");
         if (mm >= 0)
-            j.value(mm);
+            j.value(mm, 7);
         else
             j.null();
         j.key("fill_style").value(s.fillStyle());

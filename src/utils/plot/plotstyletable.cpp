@@ -459,12 +459,14 @@ CPlotStyleTable* CPlotStyleTable::load(const wchar_t* path, OdString& error) {
     }
     CPIAParser parser;
     if (!parser.parse(path)) {
-        if (!parser.root())
-            error = L"cannot open the file or inflate its contents";
-        else if (parser.errorLine() > 0)
-            error.format(L"line %d of the parameter text cannot be parsed", parser.errorLine());
+        const wchar_t* why = parser.errorText();
+        if (parser.errorLine() > 0)
+            error.format(L"line %d of the parameter text: %ls", parser.errorLine(),
+                         why && *why ? why : L"cannot be parsed");
+        else if (why && *why)
+            error = why;
         else
-            error = L"the parameter text cannot be parsed";
+            error = parser.root() ? L"the parameter text cannot be parsed" : L"the file cannot be opened";
         return nullptr;
     }
     auto table = std::make_unique<CPlotStyleTable>();
