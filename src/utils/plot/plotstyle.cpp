@@ -5,6 +5,7 @@
 
 #include "binstream.h"
 #include "pia.h"
+#include "plot/block_cursor.h"
 
 namespace {
 
@@ -49,22 +50,6 @@ const Palette& palette() {
 }
 
 int swapRedBlue(int v) { return ((v & 0xFF) << 16) | (v & 0xFF00) | ((v >> 16) & 0xFF); }
-
-bool readString(const CPBlock& b, const wchar_t* key, OdString& out) {
-    auto* item = static_cast<const CPStr*>(b.find(key, kPStr));
-    if (!item)
-        return false;
-    out = item->value();
-    return true;
-}
-
-bool readBool(const CPBlock& b, const wchar_t* key, bool& out) {
-    auto* item = static_cast<const CPBool*>(b.find(key, kPBool));
-    if (!item)
-        return false;
-    out = item->value();
-    return true;
-}
 
 void addItem(CPBlock& b, CPItem* item) {
     // Keys of a fresh block are distinct, so add only refuses on a programming
@@ -172,8 +157,7 @@ void CPlotStyle::read(CIBinStream& in) {
 }
 
 bool CPlotStyle::write(CPBlock& parent, int index, bool withModeColor) const {
-    OdString blockName;
-    blockName.format(L"%d", index);
+    const OdString blockName = ut::plot::decimalKey(index);
     if (parent.find(blockName, kPBlock))
         return false;
     auto* b = new CPBlock(blockName);
@@ -202,6 +186,7 @@ bool CPlotStyle::write(CPBlock& parent, int index, bool withModeColor) const {
 }
 
 bool CPlotStyle::init(const CPBlock& b, OdString* badKey) {
+    ut::plot::BlockCursor keys(b);
     const wchar_t* failed = nullptr;
     auto need = [&](bool ok, const wchar_t* key) {
         if (!ok && !failed)
@@ -210,22 +195,22 @@ bool CPlotStyle::init(const CPBlock& b, OdString* badKey) {
     };
     // Short-circuits at the first failure so the fields after it stay as they were.
     const bool ok =
-        need(readString(b, L"name", m_name), L"name") &&
-        need(readString(b, L"localized_name", m_localizedName), L"localized_name") &&
-        need(readString(b, L"description", m_description), L"description") &&
-        need(readInt(&b, L"color", m_color), L"color") &&
-        (readInt(&b, L"mode_color", m_modeColor) || (m_modeColor = m_color, true)) &&
-        need(readInt(&b, L"color_policy", m_colorPolicy), L"color_policy") &&
-        need(readInt(&b, L"physical_pen_number", m_physicalPen), L"physical_pen_number") &&
-        need(readInt(&b, L"virtual_pen_number", m_virtualPen), L"virtual_pen_number") &&
-        need(readInt(&b, L"screen", m_screen), L"screen") &&
-        need(readDouble(&b, L"linepattern_size", m_linePatternSize), L"linepattern_size") &&
-        need(readInt(&b, L"linetype", m_lineType), L"linetype") &&
-        need(readBool(b, L"adaptive_linetype", m_adaptiveLinetype), L"adaptive_linetype") &&
-        need(readInt(&b, L"lineweight", m_lineWeight), L"lineweight") &&
-        need(readInt(&b, L"fill_style", m_fillStyle), L"fill_style") &&
-        need(readInt(&b, L"end_style", m_endStyle), L"end_style") &&
-        need(readInt(&b, L"join_style", m_joinStyle), L"join_style");
+        need(keys.readString(L"name", m_name), L"name") &&
+        need(keys.readString(L"localized_name", m_localizedName), L"localized_name") &&
+        need(keys.readString(L"description", m_description), L"description") &&
+        need(keys.readInt(L"color", m_color), L"color") &&
+        (keys.readInt(L"mode_color", m_modeColor) || (m_modeColor = m_color, true)) &&
+        need(keys.readInt(L"color_policy", m_colorPolicy), L"color_policy") &&
+        need(keys.readInt(L"physical_pen_number", m_physicalPen), L"physical_pen_number") &&
+        need(keys.readInt(L"virtual_pen_number", m_virtualPen), L"virtual_pen_number") &&
+        need(keys.readInt(L"screen", m_screen), L"screen") &&
+        need(keys.readDouble(L"linepattern_size", m_linePatternSize), L"linepattern_size") &&
+        need(keys.readInt(L"linetype", m_lineType), L"linetype") &&
+        need(keys.readBool(L"adaptive_linetype", m_adaptiveLinetype), L"adaptive_linetype") &&
+        need(keys.readInt(L"lineweight", m_lineWeight), L"lineweight") &&
+        need(keys.readInt(L"fill_style", m_fillStyle), L"fill_style") &&
+        need(keys.readInt(L"end_style", m_endStyle), L"end_style") &&
+        need(keys.readInt(L"join_style", m_joinStyle), L"join_style");
     if (!ok && badKey)
         *badKey = failed;
     return ok;

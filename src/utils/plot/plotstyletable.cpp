@@ -2,11 +2,13 @@
 
 #include <cmath>
 #include <string>
+#include <string_view>
 #include <unordered_map>
 
 #include <wx/translation.h>
 
 #include "pia.h"
+#include "plot/block_cursor.h"
 #include "ut_filename.h"
 #include "ut_log.h"
 
@@ -89,11 +91,7 @@ void addItem(CPBlock& b, CPItem* item) {
         delete item;
 }
 
-OdString decimal(int i) {
-    OdString s;
-    s.format(L"%d", i);
-    return s;
-}
+using ut::plot::decimalKey;
 
 } // namespace
 
@@ -250,7 +248,7 @@ void CPlotStyleTable::deleteACI() {
 
 bool CPlotStyleTable::writeAciEntry(CPBlock& aciBlock, int k) const {
     const CPlotStyle* s = m_aci.at(k + 1);
-    auto* item = new CPStr(decimal(k), s ? s->name().c_str() : L"");
+    auto* item = new CPStr(decimalKey(k), s ? s->name().c_str() : L"");
     if (!aciBlock.add(item)) {
         delete item;
         return false;
@@ -259,7 +257,7 @@ bool CPlotStyleTable::writeAciEntry(CPBlock& aciBlock, int k) const {
 }
 
 bool CPlotStyleTable::writeCLW(CPBlock& clwBlock, int k) const {
-    auto* item = new CPNum(decimal(k), m_lineWeights.at(k), 6);
+    auto* item = new CPNum(decimalKey(k), m_lineWeights.at(k), 6);
     if (!clwBlock.add(item)) {
         delete item;
         return false;
@@ -310,10 +308,11 @@ bool CPlotStyleTable::writeToBlock(CPBlock& root) const {
 }
 
 bool CPlotStyleTable::initCLW(const CPBlock& block, OdString* error) {
+    ut::plot::BlockCursor entries(block);
     for (int k = 0; k < CCustomLineweightTable::kSize; ++k) {
-        const OdString key = decimal(k);
+        const OdString key = decimalKey(k);
         double v = 0;
-        if (!readDouble(&block, key, v)) {
+        if (!entries.readDouble(key, v)) {
             if (!anyItem(block, key))
                 continue; // a short table keeps the defaults for the rest
             if (error)
@@ -329,14 +328,15 @@ bool CPlotStyleTable::initCLW(const CPBlock& block, OdString* error) {
 }
 
 bool CPlotStyleTable::initAci(const CPBlock& block, OdString* error) {
-    std::unordered_map<std::wstring, CPlotStyle*> byName;
+    std::unordered_map<std::wstring_view, CPlotStyle*> byName;
     byName.reserve(m_styles.size());
     for (const auto& s : m_styles)
         byName.emplace(s->name().str(), s.get());
     m_aci.clear();
+    ut::plot::BlockCursor entries(block);
     for (int k = 0; k < CAciTable::kSize; ++k) {
-        const OdString key = decimal(k);
-        auto* entry = static_cast<const CPStr*>(block.find(key, kPStr));
+        const OdString key = decimalKey(k);
+        auto* entry = static_cast<const CPStr*>(entries.find(key, kPStr));
         if (!entry) {
             // A named table may map only some colours; a colour-dependent one
             // must map them all or objects of a colour would have no pen.
@@ -394,7 +394,9 @@ bool CPlotStyleTable::init(CPIAParser& parser, OdString* error) {
         return false;
     }
     m_styles.reserve(count);
-    std::unordered_map<std::wstring, const CPItem*> seen;
+    // Views into the names of styles already kept; those stay put (each style
+    // lives in its own allocation) while the list grows.
+    std::unordered_map<std::wstring_view, const CPItem*> seen;
     seen.reserve(count);
     for (const CPItem* item : styles->items()) {
         if (item->kind() != kPBlock)
