@@ -881,12 +881,17 @@ TEST(StyleTool, Commands) {
     EXPECT_NE(sheet.find("fill=\"#99ff99\""), std::string::npos);
     EXPECT_NE(sheet.find("stroke-width=\"0.35\""), std::string::npos);
     // a default pen of a colour-dependent table plots its colour index
-    EXPECT_NE(sheet.find("<g id=\"style-0\">\n<rect x=\"9\" y=\"25\" width=\"44\" height=\"28\" fill=\"none\" "
+    EXPECT_NE(sheet.find("<g id=\"style-0\">\n<title>1: Pen 1</title>\n<rect x=\"9\" y=\"25\" width=\"44\" height=\"28\" fill=\"none\" "
                          "stroke=\"#999999\" stroke-width=\"0.2\"/>\n<rect class=\"swatch\" x=\"11\" y=\"27\" width=\"40\" "
                          "height=\"10\" fill=\"#ff0000\""),
               std::string::npos);
     ASSERT_EQ(runTool({"style", "render", stb, svg}, &out, &err), 0) << err;
     EXPECT_NE(readFile(svg).find("fill=\"url(#object)\""), std::string::npos) << "a named default pen";
+
+    // long names are cut to fit a cell and kept whole in its tooltip
+    ASSERT_EQ(runTool({"style", "render", dataFile("named-custom-300.stb"), svg}, &out, &err), 0) << err;
+    EXPECT_NE(readFile(svg).find("<title>colorBlue_screening1_LnWt050__thickness-4</title>"), std::string::npos);
+    EXPECT_NE(readFile(svg).find(">colorBlue_screening1_Ln\u2026</text>"), std::string::npos);
 
     // every sample opens in the tool
     for (const char* f : {"color-dependent-basic.ctb", "color-dependent-custom.ctb", "color-dependent-factory.ctb",

@@ -583,6 +583,7 @@ int runRender(cli::Args& args) {
     // w mm wide wherever the SVG is shown or printed at 100 %.
     const double cellW = 46, cellH = 30, margin = 8, header = 16;
     const int columns = 8;
+    const size_t kLabelFit = 24;
     const int count = int(all.size());
     const int lines = (count + columns - 1) / columns;
     const double width = 2 * margin + columns * cellW;
@@ -612,8 +613,17 @@ int runRender(cli::Args& args) {
         const Row& r = all[size_t(i)];
         const CPlotStyle& s = *r.style;
         const double x = margin + (i % columns) * cellW, y = margin + header + (i / columns) * cellH;
+        std::wstring label = (s.locName().isEmpty() ? s.name() : s.locName()).str();
+        if (r.colourIndex)
+            label = std::to_wstring(r.colourIndex) + L": " + label;
+        // About 24 characters fit a cell at this size; the whole name stays
+        // available as the cell's tooltip.
+        const std::string full = cli::utf8(label);
+        if (label.size() > kLabelFit)
+            label = label.substr(0, kLabelFit - 1) + L"\u2026";
         std::snprintf(buf, sizeof buf, "<g id=\"style-%d\">\n", r.position);
         svg += buf;
+        svg += "<title>" + xml(full) + "</title>\n";
         std::snprintf(buf, sizeof buf,
                       "<rect x=\"%g\" y=\"%g\" width=\"%g\" height=\"%g\" fill=\"none\" stroke=\"#999999\" "
                       "stroke-width=\"0.2\"/>\n",
@@ -642,11 +652,8 @@ int runRender(cli::Args& args) {
                           x + 3, y + 17, x + cellW - 3, y + 17, stroke.c_str());
         }
         svg += buf;
-        std::string label = cli::utf8(s.locName().isEmpty() ? s.name() : s.locName());
-        if (r.colourIndex)
-            label = std::to_string(r.colourIndex) + ": " + label;
         std::snprintf(buf, sizeof buf, "<text x=\"%g\" y=\"%g\" font-size=\"3\">", x + 3, y + 23);
-        svg += buf + xml(label) + "</text>\n";
+        svg += buf + xml(cli::utf8(label)) + "</text>\n";
         const std::string detail = colourText(s) + ", " + lineweightText(*t, s) + ", " + std::to_string(s.screen()) + "%";
         std::snprintf(buf, sizeof buf, "<text x=\"%g\" y=\"%g\" font-size=\"2.2\" fill=\"#555555\">", x + 3, y + 27);
         svg += buf + xml(detail) + "</text>\n</g>\n";

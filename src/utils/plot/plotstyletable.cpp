@@ -319,9 +319,11 @@ bool CPlotStyleTable::initCLW(const CPBlock& block, OdString* error) {
                 error->format(L"custom_lineweight_table: entry %d %ls", k, problem(block, key, kPNum).c_str());
             return false;
         }
-        OdString what;
-        what.format(L"custom lineweight %d", k);
-        CCustomLineweightTable::checkLineWeightRange(v, what, true);
+        if (!CCustomLineweightTable::checkLineWeightRange(v, false)) {
+            OdString what;
+            what.format(L"custom lineweight %d", k);
+            CCustomLineweightTable::checkLineWeightRange(v, what, true);
+        }
         m_lineWeights.set(k, v);
     }
     return true;
