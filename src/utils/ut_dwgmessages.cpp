@@ -76,10 +76,11 @@ OdString formatDwgMessage(unsigned code, const std::vector<msgformat::Arg>* args
 OdString formatDwgDirectMessage(unsigned int code, va_list* args) {
     if (code >= kDwgMessageCount || !args)
         return detail::formatDwgMessage(code, nullptr);
+    const wchar_t* text = detail::dwgMessageText(code);
+    if (code != detail::kDwgModelingErrorCode)
+        return OdString(msgformat::formatList(text, args));
     std::vector<msgformat::ArgKind> kinds;
-    // The table only holds texts that parse (translations that do not are refused
-    // when the table is filled), so the kinds are those of the text we format.
-    msgformat::argumentKinds(detail::dwgMessageText(code), kinds);
+    msgformat::argumentKinds(text, kinds);
     std::vector<msgformat::Arg> taken = msgformat::readArguments(kinds, args);
     return detail::formatDwgMessage(code, &taken);
 }

@@ -439,14 +439,11 @@ std::vector<Arg> readArguments(const std::vector<ArgKind>& kinds, va_list* list)
     return args;
 }
 
-std::wstring format(std::wstring_view text, const std::vector<Arg>& args) {
-    Parsed p = parse(text);
-    if (!p.valid || args.size() < p.kinds.size())
-        return std::wstring(text);
-    for (std::size_t i = 0; i < p.kinds.size(); ++i)
-        if (args[i].kind != p.kinds[i])
-            return std::wstring(text);
+namespace {
+
+std::wstring render(std::wstring_view text, const Parsed& p, const std::vector<Arg>& args) {
     std::wstring out;
+    out.reserve(text.size() + 16);
     std::size_t at = 0;
     std::size_t next = 0; // index into p.conversions
     while (at < text.size()) {
@@ -462,6 +459,27 @@ std::wstring format(std::wstring_view text, const std::vector<Arg>& args) {
         }
     }
     return out;
+}
+
+} // namespace
+
+std::wstring format(std::wstring_view text, const std::vector<Arg>& args) {
+    Parsed p = parse(text);
+    if (!p.valid || args.size() < p.kinds.size())
+        return std::wstring(text);
+    for (std::size_t i = 0; i < p.kinds.size(); ++i)
+        if (args[i].kind != p.kinds[i])
+            return std::wstring(text);
+    return render(text, p, args);
+}
+
+std::wstring formatList(std::wstring_view text, va_list* list) {
+    if (!list)
+        return std::wstring(text);
+    Parsed p = parse(text);
+    if (!p.valid)
+        return std::wstring(text);
+    return render(text, p, readArguments(p.kinds, list));
 }
 
 } // namespace ut::msgformat

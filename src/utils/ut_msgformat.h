@@ -75,4 +75,9 @@ DRUTILS_API std::vector<Arg> readArguments(const std::vector<ArgKind>& kinds, va
 // memory that is not an argument. Null text arguments print "(null)".
 DRUTILS_API std::wstring format(std::wstring_view text, const std::vector<Arg>& args);
 
+// format with the arguments taken from *list by the text's own kinds, parsing the
+// text once. A text that argumentKinds refuses comes back as it stands and nothing
+// is read; so does any text when list is null.
+DRUTILS_API std::wstring formatList(std::wstring_view text, va_list* list);
+
 } // namespace ut::msgformat
