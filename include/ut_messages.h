@@ -16,8 +16,9 @@ namespace ut {
 
 // One static accessor per prompt or error text. Each returns the text in the
 // current language as a zero-terminated wide text that the library owns: it stays
-// valid for the life of the process (also after the catalogue changes), is the same
-// pointer on repeated calls, and must not be freed.
+// valid for the life of the process (also after the application replaces its
+// catalogue), repeated calls in one language return the same pointer, and it must
+// not be freed.
 //
 // invalid_new_block_name and invalid_new_name ("%d" characters, "%ls" forbidden
 // ones), command_not_available, no_entities_for_command and could_not_load_line_type
