@@ -7,3 +7,4 @@ int runName(cli::Args& args);
 int runPath(cli::Args& args);
 int runPia(cli::Args& args);
 int runStyle(cli::Args& args);
+int runMsg(cli::Args& args);

@@ -28,6 +28,7 @@ const Group kGroups[] = {
     {"path", "show how a path is split", runPath},
     {"pia", "read, write and check parameter-file containers", runPia},
     {"style", "plot style tables: show, new, convert, set, render", runStyle},
+    {"msg", "prompt and error texts, the drawing SDK's numbered messages", runMsg},
 };
 
 void printHelp() {
