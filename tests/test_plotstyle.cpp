@@ -499,6 +499,13 @@ TEST(PlotStyle, BinaryForm) {
 
 TEST(PlotStyleTable, NewTablesAndTheirLines) {
     TempDir dir;
+    {   // constructed empty
+        CPlotStyleTable t;
+        EXPECT_EQ(t.size(), 0);
+        EXPECT_EQ(t.scaleFactor(), 1.0);
+        EXPECT_FALSE(t.applyFactor() || t.useACI() || t.hasACI());
+        EXPECT_EQ(t.lineWeights().at(26), 2.11);
+    }
     {
         std::unique_ptr<CPlotStyleTable> t(CPlotStyleTable::create(true));
         ASSERT_EQ(t->size(), 255);
