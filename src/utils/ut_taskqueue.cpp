@@ -57,6 +57,13 @@ struct TaskQueue::Impl {
     // read it without entering the section while they hold the mutex: the workers
     // take the two in the other order.
     std::atomic<int32_t> pendingCount{0};
+    // Worker threads made and not yet handed back to the toolkit. A worker leaves
+    // the running count before its thread has finished: the toolkit still runs
+    // code of its own on that thread (and deletes the thread object), and if the
+    // application shut the toolkit down in that moment the thread would crash
+    // in its remains. The destructor waits for this count as well, so that once a
+    // queue is gone none of its threads is in that window.
+    std::atomic<int32_t> threads{0};
 
     // The take-or-leave step of a worker: the next task with one reference for the
     // worker, or null, in which case the worker has already counted itself out.
@@ -64,6 +71,8 @@ struct TaskQueue::Impl {
     // Waits, at most kRecheckMs at a time, until done() holds; done() is evaluated
     // with the mutex held.
     template <class Done> void waitUntil(Done done);
+    // A worker thread is done with the toolkit's bookkeeping, or failed to start.
+    void threadEnded();
 };
 
 namespace {
@@ -82,6 +91,9 @@ public:
 
 protected:
     ExitCode Entry() override;
+    // Called by the toolkit after it has registered the thread as ending (its
+    // shutdown then waits for the thread) and before it deletes the object.
+    void OnExit() override { m_queue->threadEnded(); }
 
 private:
     std::shared_ptr<TaskQueue::Impl> m_queue;
@@ -122,10 +134,13 @@ void startWorker(const std::shared_ptr<TaskQueue::Impl>& queue) {
     auto* thread = new (std::nothrow) TaskThread(queue);
     if (!thread)
         return;
+    queue->threads.fetch_add(1);
     // A detached thread that did not start is still ours to delete; once it has
     // started it may already have ended and deleted itself, so it is not touched.
-    if (thread->Run() != wxTHREAD_NO_ERROR)
+    if (thread->Run() != wxTHREAD_NO_ERROR) {
         delete thread;
+        queue->threadEnded();
+    }
 }
 
 } // namespace
@@ -151,6 +166,12 @@ template <class Done> void TaskQueue::Impl::waitUntil(Done done) {
     wxMutexLocker lock(mutex);
     while (!done())
         condition.WaitTimeout(kRecheckMs);
+}
+
+void TaskQueue::Impl::threadEnded() {
+    threads.fetch_sub(1);
+    wxMutexLocker wake(mutex);
+    condition.Broadcast();
 }
 
 TaskContext::~TaskContext() = default;
@@ -180,7 +201,7 @@ TaskQueue::~TaskQueue() {
     // A task may destroy its own queue; its worker is then one of the running
     // ones and cannot be waited for. It frees the shared state when it ends.
     const int32_t self = t_currentQueue == &queue ? 1 : 0;
-    queue.waitUntil([&] { return queue.running.load() <= self; });
+    queue.waitUntil([&] { return queue.running.load() <= self && queue.threads.load() <= self; });
 
     std::deque<Task*> neverRun;
     {
