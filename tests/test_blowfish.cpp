@@ -204,8 +204,8 @@ TEST(Blowfish, RandomKeysAndBuffersMatchOpenSsl) {
 
             // Into another buffer, the input allocated to its exact length so that
             // a read past it shows under AddressSanitizer.
-            std::unique_ptr<unsigned char[]> in(new unsigned char[length + 1]);
-            std::memcpy(in.get(), plain.data(), length);
+            std::unique_ptr<unsigned char[]> in(new unsigned char[length]);
+            std::copy(plain.begin(), plain.end(), in.get());
             Bytes out(expected.size(), 0xEE);
             ASSERT_EQ(expected.size(), cipher.encode(in.get(), out.data(), unsigned(length)));
             EXPECT_EQ(expected, out);
