@@ -9,5 +9,6 @@
 #include "ut_datetime.h"
 #include "ut_filename.h"
 #include "ut_log.h"
+#include "ut_messages.h"
 #include "ut_strings.h"
 #include "ut_taskqueue.h"

@@ -6,3 +6,4 @@
 int runName(cli::Args& args);
 int runPath(cli::Args& args);
 int runCipher(cli::Args& args);
+int runMsg(cli::Args& args);

@@ -27,6 +27,7 @@ const Group kGroups[] = {
     {"name", "check symbol-table names", runName},
     {"path", "show how a path is split", runPath},
     {"cipher", "encipher and decipher with the Blowfish cipher", runCipher},
+    {"msg", "prompt and error texts, the drawing SDK's numbered messages", runMsg},
 };
 
 void printHelp() {
