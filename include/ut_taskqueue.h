@@ -96,7 +96,7 @@ public:
     // for its own task.
     void waitAllTasks();
 
-    // Number of workers that could start (for diagnostics and tests; may change at once).
+    // The maximum given to the constructor, raised to 1 if it was lower.
     int getMaxThreads() const;
 
     // The state shared with the workers; defined with the queue's code.

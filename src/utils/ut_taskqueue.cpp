@@ -22,19 +22,19 @@ const long kRecheckMs = 1000;
 
 } // namespace
 
-// The queue and its workers share this object. The queue's destructor waits until
-// the running count is 0, but a worker still touches the object after it has
-// counted itself out (it broadcasts, leaves the section, and a worker that was
-// started but had not begun yet increments the count later); each worker
-// therefore holds a reference, and whoever drops the last one destroys the
-// locks. Nothing is destroyed while a thread can still reach it.
+// The queue and its workers share this object. A worker still touches it after the
+// last point the queue's destructor waits for (it reports its end from OnExit,
+// leaves the mutex, and only then does the toolkit delete the thread object), and
+// a task that destroys its own queue goes on running on a worker of that queue;
+// each worker therefore holds a reference, and whoever drops the last one
+// destroys the locks. Nothing is destroyed while a thread can still reach it.
 struct TaskQueue::Impl {
     explicit Impl(int maxThreads) : maxThreads(maxThreads < 1 ? 1 : maxThreads) {}
     Impl(const Impl&) = delete;
     Impl& operator=(const Impl&) = delete;
     ~Impl() {
-        // Only reached once the queue and every worker have let go, so the list
-        // is empty unless the destructor's release loop was skipped by a throw.
+        // The queue's destructor has emptied the list and no task ran after that
+        // to add another; kept so that a task could never be leaked.
         for (Task* task : pending)
             task->release();
     }
@@ -108,10 +108,10 @@ void runCaught(Task& task, TaskContext& context) {
     } catch (abi::__forced_unwind&) {
         throw; // thread cancellation must unwind to the end, never be swallowed
     } catch (const std::exception& e) {
-        logError(kFile, "ut::TaskQueue", "a task failed with an exception and was abandoned: %s",
+        logError(kFile, "ut::TaskThread::Entry", "a task failed with an exception and was abandoned: %s",
                  e.what());
     } catch (...) {
-        logError(kFile, "ut::TaskQueue", "a task failed with an unknown exception and was abandoned");
+        logError(kFile, "ut::TaskThread::Entry", "a task failed with an unknown exception and was abandoned");
     }
 }
 
