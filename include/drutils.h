@@ -5,6 +5,7 @@
 #include "od/OdGePoint.h"
 #include "od/OdString.h"
 #include "od/wintypes.h"
+#include "pia.h"
 #include "ut_datetime.h"
 #include "ut_filename.h"
 #include "ut_log.h"

@@ -26,6 +26,7 @@ struct Group {
 const Group kGroups[] = {
     {"name", "check symbol-table names", runName},
     {"path", "show how a path is split", runPath},
+    {"pia", "read, write and check parameter-file containers", runPia},
 };
 
 void printHelp() {
