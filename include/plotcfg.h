@@ -226,8 +226,8 @@ public:
         double top = 0.0;
 
         bool isEmpty() const { return *this == PaperSize(); }
-        friend bool operator==(const PaperSize& a, const PaperSize& b);
-        friend bool operator!=(const PaperSize& a, const PaperSize& b) { return !(a == b); }
+        // Every field equal.
+        bool operator==(const PaperSize& other) const;
     };
 
     // More papers than this make the block unreadable and cannot be added.

@@ -6,3 +6,5 @@
 int runName(cli::Args& args);
 int runPath(cli::Args& args);
 int runPia(cli::Args& args);
+int runPc3(cli::Args& args);
+int runPmp(cli::Args& args);

@@ -27,6 +27,8 @@ const Group kGroups[] = {
     {"name", "check symbol-table names", runName},
     {"path", "show how a path is split", runPath},
     {"pia", "read, write and check parameter-file containers", runPia},
+    {"pc3", "show and change printer configurations", runPc3},
+    {"pmp", "show user-defined model files", runPmp},
 };
 
 void printHelp() {

@@ -2,6 +2,8 @@
 
 #include <cmath>
 
+#include "ut_log.h"
+
 namespace {
 
 const wchar_t* kindWord(int kind) {
@@ -322,6 +324,17 @@ bool BlockWriter::sub(const wchar_t* key, const std::function<bool(CPBlock*, con
 }
 
 // ------------------------------------------------------------------ container
+
+void logParseFailure(const CPIAParser& parser, const wchar_t* what, const OdString& file, const char* source,
+                     const char* function) {
+    if (!parser.root())
+        ut::logError(source, function, L"Cannot open %ls '%ls' (result %d).", what, file.c_str(), parser.openResult());
+    else if (parser.errorLine() > 0)
+        ut::logError(source, function, L"Cannot read %ls '%ls': line %d: %ls.", what, file.c_str(), parser.errorLine(),
+                     parser.errorText());
+    else
+        ut::logError(source, function, L"Cannot read %ls '%ls': %ls.", what, file.c_str(), parser.errorText());
+}
 
 int writeContainer(const CPBlock& root, const wchar_t* path) {
     CPIAFileOut out;

@@ -108,6 +108,10 @@ bool writeNode(const CCustomNode& node, CPBlock* block, const std::wstring& path
 bool readNode(UdmNode& node, const CPBlock* block, const std::wstring& path, SchemaError& err);
 bool writeNode(const UdmNode& node, CPBlock* block, const std::wstring& path, SchemaError& err);
 
+// Logs why parser could not parse file (a what such as "model file").
+void logParseFailure(const CPIAParser& parser, const wchar_t* what, const OdString& file, const char* source,
+                     const char* function);
+
 // Writes a finished root tree as a printer-configuration container at path,
 // replacing an existing file only when the new one is complete.
 int writeContainer(const CPBlock& root, const wchar_t* path);

@@ -586,7 +586,8 @@ bool CustomPapersNode::append(const PaperSize& paper) {
     return true;
 }
 
-bool operator==(const CustomPapersNode::PaperSize& a, const CustomPapersNode::PaperSize& b) {
+bool CustomPapersNode::PaperSize::operator==(const PaperSize& b) const {
+    const PaperSize& a = *this;
     return a.globalName == b.globalName && a.localName == b.localName && a.units == b.units && a.width == b.width &&
            a.height == b.height && a.left == b.left && a.bottom == b.bottom && a.right == b.right && a.top == b.top;
 }

@@ -103,15 +103,7 @@ CPlotCfg3* CPlotCfg3::readStored(const wchar_t* path, bool* intact) {
     const OdString file(path);
     CPIAParser parser;
     if (!parser.parse(file.c_str())) {
-        if (!parser.root())
-            ut::logError(kSource, "CPlotCfg3::readStored", L"Cannot open printer configuration '%ls'.", file.c_str());
-        else if (parser.errorLine() > 0)
-            ut::logError(kSource, "CPlotCfg3::readStored",
-                         L"Cannot read printer configuration '%ls': line %d is not valid.", file.c_str(),
-                         parser.errorLine());
-        else
-            ut::logError(kSource, "CPlotCfg3::readStored", L"Cannot read printer configuration '%ls': its text is not valid.",
-                         file.c_str());
+        plotcfg::logParseFailure(parser, L"printer configuration", file, kSource, "CPlotCfg3::readStored");
         return nullptr;
     }
     auto* cfg = new CPlotCfg3;

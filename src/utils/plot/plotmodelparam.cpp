@@ -120,11 +120,7 @@ PlotModelParam* PlotModelParam::read(const wchar_t* path) {
     const OdString file(path);
     CPIAParser parser;
     if (!parser.parse(file.c_str())) {
-        if (!parser.root())
-            ut::logError(kSource, "PlotModelParam::read", L"Cannot open model file '%ls'.", file.c_str());
-        else
-            ut::logError(kSource, "PlotModelParam::read", L"Cannot read model file '%ls': line %d is not valid.",
-                         file.c_str(), parser.errorLine());
+        plotcfg::logParseFailure(parser, L"model file", file, kSource, "PlotModelParam::read");
         return nullptr;
     }
     auto* pmp = new PlotModelParam;
