@@ -492,20 +492,20 @@ bool writeNode(const CCustomNode& n, CPBlock* block, const std::wstring& path, S
             return vw.str(L"name", name) && value(vw);
         });
     };
-    for (const auto& [name, v] : n.strings())
-        if (!entry(name, [&](BlockWriter& vw) { return vw.str(L"value", v); }))
+    for (const auto& kv : n.strings())
+        if (!entry(kv.first, [&](BlockWriter& vw) { return vw.str(L"value", kv.second); }))
             return false;
-    for (const auto& [name, v] : n.binaries())
-        if (!entry(name, [&](BlockWriter& vw) { return vw.bin(L"value", v); }))
+    for (const auto& kv : n.binaries())
+        if (!entry(kv.first, [&](BlockWriter& vw) { return vw.bin(L"value", kv.second); }))
             return false;
-    for (const auto& [name, v] : n.bools())
-        if (!entry(name, [&](BlockWriter& vw) { return vw.boolean(L"value", v); }))
+    for (const auto& kv : n.bools())
+        if (!entry(kv.first, [&](BlockWriter& vw) { return vw.boolean(L"value", kv.second); }))
             return false;
-    for (const auto& [name, v] : n.reals())
-        if (!entry(name, [&](BlockWriter& vw) { return vw.real(L"value", v); }))
+    for (const auto& kv : n.reals())
+        if (!entry(kv.first, [&](BlockWriter& vw) { return vw.real(L"value", kv.second); }))
             return false;
-    for (const auto& [name, v] : n.ints())
-        if (!entry(name, [&](BlockWriter& vw) { return vw.integer(L"value", v); }))
+    for (const auto& kv : n.ints())
+        if (!entry(kv.first, [&](BlockWriter& vw) { return vw.integer(L"value", kv.second); }))
             return false;
     return true;
 }
