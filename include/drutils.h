@@ -10,4 +10,5 @@
 #include "ut_datetime.h"
 #include "ut_filename.h"
 #include "ut_log.h"
+#include "ut_messages.h"
 #include "ut_strings.h"

@@ -8,3 +8,4 @@ int runPath(cli::Args& args);
 int runPia(cli::Args& args);
 int runPc3(cli::Args& args);
 int runPmp(cli::Args& args);
+int runMsg(cli::Args& args);

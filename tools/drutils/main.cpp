@@ -29,6 +29,7 @@ const Group kGroups[] = {
     {"pia", "read, write and check parameter-file containers", runPia},
     {"pc3", "show and change printer configurations", runPc3},
     {"pmp", "show user-defined model files", runPmp},
+    {"msg", "prompt and error texts, the drawing SDK's numbered messages", runMsg},
 };
 
 void printHelp() {
