@@ -19,6 +19,15 @@
 // their fixed order, each optional one only under its rule, and fails (the block
 // being built is discarded) when a value cannot be stored in the text format: a
 // string holding "{" or a line break, or one too long for a line.
+//
+// Round trips. A file this library wrote reads and writes back to the same text.
+// A file of another writer comes back with every value and every foreign key, but
+// reals take the six-decimal form (their encoded suffix goes), known keys take the
+// fixed order, keys it lacked appear with their defaults, optional keys whose rule
+// says "not written" (an empty config_description, dm_driver_version 0) go, and
+// the custom block is renumbered in kind order. Unknown keys inside a custom
+// value's or a custom paper's sub-block, and items other than sub-blocks directly
+// in custom or custom_papers, are not kept.
 #pragma once
 
 #include <cstdint>

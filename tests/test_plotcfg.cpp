@@ -452,7 +452,8 @@ TEST(PlotCfg, KeyOrderOfEveryBlock) {
     const CPBlock* papers = media->findBlock(L"custom_papers");
     EXPECT_EQ("0 1 2", names(papers));
     EXPECT_EQ("global_name local_name units width height left bottom right top", names(papers->findBlock(L"2")));
-    EXPECT_EQ(L"Paper 2", static_cast<const CPStr*>(papers->findBlock(L"2")->find(L"global_name", kPStr))->value().str());
+    const CPItem* second = papers->findBlock(L"2")->find(L"global_name", kPStr);
+    EXPECT_EQ(L"Paper 2", static_cast<const CPStr*>(second)->value().str());
     EXPECT_EQ("type pathname allsysvalid plot_to_file", names(root.findBlock(L"io")));
     EXPECT_EQ("name num_colors color_depth num_undithered_colors color_system dm_color icm_method icm_intent "
               "ism_max ole_max hard_soft preference lines_overwrite color_mono resolution",
@@ -740,7 +741,8 @@ TEST(PlotCfg, ThreeStateBooleansSurviveWriteAndRead) {
     };
     TempDir dir;
     for (const auto& f : fields) {
-        for (const std::optional<bool> state : {std::optional<bool>(), std::optional<bool>(false), std::optional<bool>(true)}) {
+        for (const std::optional<bool> state :
+             {std::optional<bool>(), std::optional<bool>(false), std::optional<bool>(true)}) {
             SCOPED_TRACE(std::string(f.key) + " " + (state ? (*state ? "true" : "false") : "unset"));
             CPlotCfg3 cfg = minimalConfig();
             f.field(cfg) = state;
@@ -949,8 +951,18 @@ TEST(PlotCfg, PdfExportDetection) {
          },
          true},
         {"forward slashes", [&](CPlotCfg3& c) { pdfMeta(c); c.meta.driverPathname = L"/opt/drv/pdfplot8.hdi"; }, true},
-        {"PdfExport false, strings", [&](CPlotCfg3& c) { pdfMeta(c); c.custom.emplace().set(false, L"PdfExport"); }, true},
-        {"other driver file", [&](CPlotCfg3& c) { pdfMeta(c); c.meta.driverPathname = L"C:\\pdfplot\\dwf.hdi"; }, false},
+        {"PdfExport false, strings",
+         [&](CPlotCfg3& c) {
+             pdfMeta(c);
+             c.custom.emplace().set(false, L"PdfExport");
+         },
+         true},
+        {"other driver file",
+         [&](CPlotCfg3& c) {
+             pdfMeta(c);
+             c.meta.driverPathname = L"C:\\pdfplot\\dwf.hdi";
+         },
+         false},
         {"short driver file", [&](CPlotCfg3& c) { pdfMeta(c); c.meta.driverPathname = L"pdfplo"; }, false},
         {"other model", [&](CPlotCfg3& c) { pdfMeta(c); c.meta.localizedModelName = L"DWG To DWF"; }, false},
     };
@@ -1247,7 +1259,8 @@ TEST(PlotCfgTool, BrokenFilesAreNotRewritten) {
     EXPECT_NE(std::string::npos, err.find("block 'custom/0': key 'value' is not hexadecimal text"));
     EXPECT_EQ(1, runTool({"pc3", "set", dir.file("bad-custom.pc3"), "number_of_copies=2"}, &o, &err));
     EXPECT_NE(std::string::npos, err.find("not rewritten"));
-    EXPECT_EQ(1, runTool({"pc3", "custom", dir.file("bad-custom.pc3"), "set", "x", "00", "--kind", "binary"}, &o, &err));
+    EXPECT_EQ(1, runTool({"pc3", "custom", dir.file("bad-custom.pc3"), "set", "x", "00", "--kind", "binary"}, &o,
+                         &err));
     EXPECT_EQ(before, readFile(dir.file("bad-custom.pc3")));
 
     // A configuration without a required key: the tool names the block and key.

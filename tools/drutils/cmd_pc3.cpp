@@ -332,7 +332,8 @@ void printPc3(const CPlotCfg3& cfg) {
     if (meta.defaultSystemCfg.value_or(false))
         std::printf("%-14s %s\n", "default", "stands for the default system printer");
     std::printf("%-14s %s, %s x %s mm, %s\n", "paper", cli::utf8(m.size.name).c_str(),
-                mm(m.size.mediaDescription.mediaBounds.urx).c_str(), mm(m.size.mediaDescription.mediaBounds.ury).c_str(),
+                mm(m.size.mediaDescription.mediaBounds.urx).c_str(),
+                mm(m.size.mediaDescription.mediaBounds.ury).c_str(),
                 m.dmOrientation == 2 ? "landscape" : "portrait");
     std::printf("%-14s %s, %s - %s, %s mm\n", "bounds", mm(m.actualPrintableBoundsLlx).c_str(),
                 mm(m.actualPrintableBoundsLly).c_str(), mm(m.actualPrintableBoundsUrx).c_str(),
@@ -340,7 +341,8 @@ void printPc3(const CPlotCfg3& cfg) {
     long y = 0;
     const long x = cfg.resColorMem.resolution.get(&y);
     if (x > 0)
-        std::printf("%-14s %s (%ld x %ld dpi)\n", "resolution", cli::utf8(cfg.resColorMem.resolution.name).c_str(), x, y);
+        std::printf("%-14s %s (%ld x %ld dpi)\n", "resolution",
+                    cli::utf8(cfg.resColorMem.resolution.name).c_str(), x, y);
     else
         std::printf("%-14s %s\n", "resolution", cli::utf8(cfg.resColorMem.resolution.name).c_str());
     std::printf("%-14s %s, %d colours, %d bits\n", "colour", cfg.resColorMem.dmColor == 2 ? "colour" : "monochrome",
@@ -348,7 +350,8 @@ void printPc3(const CPlotCfg3& cfg) {
     std::printf("%-14s %d%s\n", "copies", m.numberOfCopies,
                 m.destination && m.destination->isCollating() ? ", collated" : "");
     if (cfg.io.plotToFile)
-        std::printf("%-14s %s\n", "output file", cfg.io.pathname.isEmpty() ? "(asked when plotting)" : cli::utf8(cfg.io.pathname).c_str());
+        std::printf("%-14s %s\n", "output file",
+                    cfg.io.pathname.isEmpty() ? "(asked when plotting)" : cli::utf8(cfg.io.pathname).c_str());
     if (m.customPapers) {
         std::printf("custom papers  %u\n", m.customPapers->papers.size());
         for (const auto& p : m.customPapers->papers)

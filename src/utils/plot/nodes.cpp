@@ -391,7 +391,8 @@ bool writeNode(const CResColorMemNode& n, CPBlock* block, const std::wstring& pa
         (n.preference == 0 || w.integer(L"preference", n.preference)) &&
         (!n.linesOverwrite || w.boolean(L"lines_overwrite", *n.linesOverwrite)) &&
         (!n.colorMono || w.boolean(L"color_mono", *n.colorMono)) &&
-        w.sub(L"resolution", [&](CPBlock* b, const std::wstring& p) { return writeResolution(n.resolution, b, p, err); });
+        w.sub(L"resolution",
+              [&](CPBlock* b, const std::wstring& p) { return writeResolution(n.resolution, b, p, err); });
     if (ok)
         w.finish();
     return ok;
@@ -566,7 +567,8 @@ bool CMediaNode::setBounds(const ut::PrinterDeviceCaps& caps) {
 }
 
 bool CMediaNode::emptyBounds() const {
-    return !(actualPrintableBoundsUrx > actualPrintableBoundsLlx && actualPrintableBoundsUry > actualPrintableBoundsLly);
+    return !(actualPrintableBoundsUrx > actualPrintableBoundsLlx &&
+             actualPrintableBoundsUry > actualPrintableBoundsLly);
 }
 
 void CMediaNode::swapBounds() {

@@ -71,7 +71,8 @@ bool buildRoot(const CPlotCfg3& cfg, CPBlock& root, SchemaError& err) {
         w.sub(L"res_color_mem",
               [&](CPBlock* b, const std::wstring& p) { return plotcfg::writeNode(cfg.resColorMem, b, p, err); }) &&
         (!cfg.custom ||
-         w.sub(L"custom", [&](CPBlock* b, const std::wstring& p) { return plotcfg::writeNode(*cfg.custom, b, p, err); }));
+         w.sub(L"custom",
+               [&](CPBlock* b, const std::wstring& p) { return plotcfg::writeNode(*cfg.custom, b, p, err); }));
     if (ok)
         w.finish();
     return ok;
