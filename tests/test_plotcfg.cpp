@@ -690,6 +690,11 @@ TEST(PlotCfg, UnreadableFilesFailWithTheirReason) {
     // A configuration is not a model file.
     EXPECT_EQ(nullptr, PlotModelParam::read(W(dataFile("printer-hpgl-extra-blocks.pc3"))));
     EXPECT_TRUE(log.contains("block 'udm' is missing"));
+    // A destination that cannot be written fails with its result code.
+    const CPlotCfg3 cfg = minimalConfig();
+    EXPECT_NE(0, cfg.write(dir.wfile("no/such/folder/x.pc3").c_str()));
+    EXPECT_TRUE(log.contains("Cannot write printer configuration"));
+    EXPECT_TRUE(readFile(dir.file("no/such/folder/x.pc3")).empty());
 }
 
 // ------------------------------------------------------------------ round trips
@@ -1136,7 +1141,7 @@ TEST(PlotCfgTool, SetChangesFieldsAllOrNothing) {
     const std::string file = dir.file("p.pc3");
     writeFile(file, readFile(dataFile("printer-hpgl-raw-device-data.pc3")));
     std::string out, err;
-    ASSERT_EQ(0, runTool({"pc3", "set", file, "config_description=Plans, A0", "default_system_cfg=unset",
+    ASSERT_EQ(0, runTool({"pc3", "set", file, "config_description=Plans, B\xc3\xbcro A0", "default_system_cfg=unset",
                           "number_of_copies=2", "dm_orientation=landscape", "resolution=DMRES_DRAFT",
                           "dm_color=mono", "collate=true", "dm_scale=50", "paper=ISO A0", "plot_to_file=yes",
                           "pathname=/tmp/out.plt"},
@@ -1144,7 +1149,7 @@ TEST(PlotCfgTool, SetChangesFieldsAllOrNothing) {
         << err;
     std::unique_ptr<CPlotCfg3> cfg(CPlotCfg3::readStored(W(file)));
     ASSERT_TRUE(cfg);
-    EXPECT_EQ(L"Plans, A0", cfg->meta.configDescription.str());
+    EXPECT_EQ(L"Plans, B\u00fcro A0", cfg->meta.configDescription.str());
     EXPECT_FALSE(cfg->meta.defaultSystemCfg.has_value());
     EXPECT_EQ(2, cfg->media.numberOfCopies);
     EXPECT_EQ(2, cfg->media.dmOrientation);
