@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <cstdio>
+#include <string>
 #include <vector>
 
 #include "drutils_export.h"
@@ -93,7 +94,14 @@ public:
     const std::vector<CPItem*>& items() const { return m_items; }
 
 private:
+    CPItem* findHashed(const wchar_t* name, size_t length, int kind, uint32_t hash) const;
+    void indexChild(size_t position, uint32_t hash);
+
     std::vector<CPItem*> m_items;
+    // Lookup table over the children once there are many (a table has 255 styles
+    // and 255 colours in a block): child position + 1 per slot, 0 for a free slot.
+    // Names are unique per kind within a block, so the table answers find exactly.
+    std::vector<uint32_t> m_index;
 };
 
 // Typed readers. False, output untouched, when the number item is missing or its
@@ -103,7 +111,8 @@ DRUTILS_API bool readDouble(const CPBlock* block, const wchar_t* name, double& o
 
 // ---------------------------------------------------------------- container
 
-// zlib file-to-file engine with progress, status and abort hooks.
+// zlib file-to-file engine with progress, status and abort hooks. Paths may use
+// backslashes as separators.
 // Result codes: 0 success, -1 short write, -2 file could not be named, opened,
 // read, written or positioned, -7 user abort, other values zlib's.
 class DRUTILS_API ZlibEngine {
@@ -148,6 +157,10 @@ protected:
     int flush_output();
     // Bytes one run may write at most; a run that would write more ends with kTooLarge.
     void setOutputLimit(uint64_t bytes);
+    // compress and decompress with the output kept in memory instead of a
+    // destination file; otherwise the same run, hooks and result codes.
+    int compressToMemory(const wchar_t* source, std::string& stream, int level);
+    int decompressToMemory(const wchar_t* source, std::string& text);
 
 public:
     struct Impl;
@@ -156,7 +169,8 @@ protected:
     Impl* m_impl;
 
 private:
-    int run(const wchar_t* source, const wchar_t* destination, bool deflating, int level);
+    int run(const wchar_t* source, const wchar_t* destination, bool deflating, int level,
+            std::string* memory = nullptr);
     void endStream();
     bool closeFiles();
 };
@@ -169,9 +183,10 @@ public:
 
     CPIAFileIn();
     ~CPIAFileIn() override;
-    // 0, -2, or the result of decompress (kTooLarge when the text passes the limit).
-    // The header is skipped unchecked; the temporary text file is gone when open
-    // returns, whatever the result.
+    // 0, -2, or the result of decompress (kTooLarge when the text passes the limit;
+    // a file shorter than its 60-byte header gives zlib's Z_BUF_ERROR). The header
+    // is skipped unchecked: not its text, checksum or lengths. The text is held in
+    // memory until close or the next open; no file is left behind.
     int open(const wchar_t* path);
     // Next line without its line feed (at most 511 bytes of the file each), owned
     // by the reader until the next call; null at the end.
@@ -200,13 +215,23 @@ public:
 
     CPIAFileOut();
     ~CPIAFileOut() override;
+    // Starts a new temporary text file ("pia" in the application temporary
+    // folder); 0, or -2 when none can be made.
     int open();
+    // Writes text in the ANSI code page (characters it lacks become "?"), then a
+    // line feed when asked. Returns the state: 0, or -2 from the first failure on,
+    // after which every write is skipped.
     int writeLine(const wchar_t* text, bool newline = true);
+    // Prints a tree, the root's items at the margin and one blank per level.
     void writeBlock(const CPBlock* block);
+    // kColorTable (the default), kNamedTable or kPrinterConfig: the header's
+    // "CTB", "STB" or "PC3"; other values write "CTB".
     void setFileType(int type);
     int fileType() const;
-    // Compresses and writes the container; 0 or a result code. An existing file at
-    // path is replaced atomically.
+    // Compresses the text at level 6 and writes the container; 0 or a result code.
+    // An existing file at path is replaced atomically (a new file beside it, synced
+    // and renamed), so on any failure it keeps its old content. The temporary text
+    // file is removed whatever happens.
     int close(const wchar_t* path);
 
 private:

@@ -255,6 +255,25 @@ TEST_F(Pia, BlockIdentityIsNameAndKind) {
     EXPECT_EQ(nullptr, block.find(L"", kPNum));
     EXPECT_TRUE(block.add(new CPNum(L"xx", 3)));
     EXPECT_EQ(L"3", block.find(L"xx", kPNum) ? static_cast<CPNum*>(block.find(L"xx", kPNum))->value() : OdString());
+
+    // The same rules in a block large enough to be indexed, across its growth.
+    CPBlock big(L"plot_style");
+    for (int i = 0; i < 300; ++i) {
+        const std::wstring name = std::to_wstring(i);
+        ASSERT_TRUE(big.add(new CPBlock(name.c_str())));
+        ASSERT_TRUE(big.add(new CPStr(name.c_str(), L"s")));
+        CPBlock again(name.c_str());
+        ASSERT_FALSE(big.add(&again));
+        for (int j = 0; j <= i; j += 37) {
+            const std::wstring earlier = std::to_wstring(j);
+            ASSERT_EQ(big.item(size_t(2 * j)), big.find(earlier.c_str(), kPBlock)) << i << " " << j;
+            ASSERT_EQ(big.item(size_t(2 * j + 1)), big.find(earlier.c_str(), kPStr)) << i << " " << j;
+        }
+    }
+    EXPECT_EQ(600u, big.size());
+    EXPECT_EQ(nullptr, big.find(L"300", kPBlock));
+    EXPECT_EQ(nullptr, big.find(L"12", kPNum));
+    EXPECT_EQ(nullptr, big.find(L"", kPBlock));
 }
 
 TEST_F(Pia, TypedReadersScanNumbersOnly) {

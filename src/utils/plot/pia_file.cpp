@@ -23,22 +23,6 @@ constexpr size_t kLineBuffer = 512;
 // A binary value is printed in pieces that fill a composed line to this length.
 constexpr size_t kBinaryPiece = 502;
 
-// Reads a whole file; false when it cannot be opened or read.
-bool readWholeFile(const OdString& path, std::string& bytes) {
-    FILE* f = ut::platform::openFile(path, "rb");
-    if (!f)
-        return false;
-    int64_t size = ut::platform::fileSize(f);
-    bool ok = size >= 0;
-    if (ok) {
-        bytes.resize(size_t(size));
-        ok = std::fread(bytes.data(), 1, bytes.size(), f) == bytes.size() && std::fgetc(f) == EOF;
-    }
-    ok = std::ferror(f) == 0 && ok;
-    std::fclose(f);
-    return ok;
-}
-
 void putLittleEndian(unsigned char* p, uint32_t v) {
     p[0] = static_cast<unsigned char>(v);
     p[1] = static_cast<unsigned char>(v >> 8);
@@ -85,17 +69,15 @@ int CPIAFileIn::doInflateInit() {
     return rc;
 }
 
+// The text is inflated into memory rather than into a temporary file: the
+// encoding is decided over all of it anyway, and a parameter file is small. The
+// run is otherwise the engine's own, with its hooks and result codes, and bounded
+// by the text size limit.
 int CPIAFileIn::open(const wchar_t* path) {
     close();
-    const OdString temp = ut::FileName::createTempFileName(L"pia");
-    if (temp.isEmpty())
-        return kFileError;
     setOutputLimit(m_in->maxText);
-    int rc = decompress(path, temp.c_str());
     std::string text;
-    if (rc == 0 && !readWholeFile(temp, text))
-        rc = kFileError;
-    ut::platform::removeFile(temp);
+    int rc = decompressToMemory(path, text);
     if (rc != 0)
         return rc;
     m_in->lines.assign(std::move(text));
@@ -301,21 +283,14 @@ int CPIAFileOut::close(const wchar_t* path) {
     }
     o.lengths[0] = uint32_t(textSize);
 
-    const OdString packed = ut::FileName::createTempFileName(L"pia");
-    if (packed.isEmpty()) {
-        o.discardText();
-        return o.state = kFileError;
-    }
-    int rc = compress(o.textName.c_str(), packed.c_str(), kCompressionLevel);
-    o.discardText();
+    // The stream is kept in memory: its checksum goes in the header before it.
     std::string stream;
+    int rc = compressToMemory(o.textName.c_str(), stream, kCompressionLevel);
+    o.discardText();
     if (rc != 0)
-        o.state = rc;
-    else if (!readWholeFile(packed, stream) || stream.size() > UINT32_MAX)
-        o.state = kFileError;
-    ut::platform::removeFile(packed);
-    if (o.state != 0)
-        return o.state;
+        return o.state = rc;
+    if (stream.size() > UINT32_MAX)
+        return o.state = kFileError;
     o.lengths[1] = uint32_t(stream.size());
 
     unsigned char header[kHeaderSize];

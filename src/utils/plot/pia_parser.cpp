@@ -129,20 +129,33 @@ bool CPIAParser::parseLines(LineSource& lines) {
 
     while (const wchar_t* line = lines.next()) {
         ++lineNo;
-        const wchar_t* equals = std::wcschr(line, L'=');
-        if (!open.empty()) {
-            if (const wchar_t* brace = std::wcschr(line, L'}')) {
-                if (!equals) {
-                    closeInnermost();
-                    continue;
-                }
-                if (brace < equals)
-                    return fail(lineNo, L"\"}\" before \"=\"");
+        // One pass finds the first "=", "{" and "}".
+        const wchar_t* equals = nullptr;
+        const wchar_t* opening = nullptr;
+        const wchar_t* closing = nullptr;
+        for (const wchar_t* q = line; *q; ++q) {
+            const wchar_t c = *q;
+            if (c == L'=') {
+                if (!equals)
+                    equals = q;
+            } else if (c == L'{') {
+                if (!opening)
+                    opening = q;
+            } else if (c == L'}') {
+                if (!closing)
+                    closing = q;
             }
+        }
+        if (closing && !open.empty()) {
+            if (!equals) {
+                closeInnermost();
+                continue;
+            }
+            if (closing < equals)
+                return fail(lineNo, L"\"}\" before \"=\"");
         }
         if (*line == L'\0')
             continue;
-        const wchar_t* opening = std::wcschr(line, L'{');
         if (equals && opening)
             return fail(lineNo, L"both \"=\" and \"{\" on one line");
         if (!equals && !opening)

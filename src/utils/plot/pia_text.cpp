@@ -1,5 +1,6 @@
 #include "plot/pia_text.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <cstring>
 
@@ -73,7 +74,9 @@ void TextLines::assign(std::string text) {
     m_text = std::move(text);
     m_pos = 0;
     m_ended = false;
-    m_utf8 = isUtf8Text(m_text);
+    m_ascii = isAscii(m_text.data(), m_text.size());
+    m_utf8 = m_ascii || ut::platform::isValidUtf8(m_text);
+    m_hasNul = std::memchr(m_text.data(), '\0', m_text.size()) != nullptr;
     m_codePage = m_utf8 ? ut::platform::kCodePageUtf8 : ut::platform::ansiCodePage();
 }
 
@@ -86,55 +89,63 @@ void TextLines::clear() {
 
 const wchar_t* TextLines::next() {
     const size_t size = m_text.size();
-    const char* text = m_text.data();
-    char piece[kMaxPiece];
-    size_t n = 0;
-    bool ended = false;
-    while (m_pos < size && n < kMaxPiece) {
-        char c = text[m_pos];
-        if (c == '\r' && (m_pos + 1 == size || text[m_pos + 1] == '\n')) {
-            ++m_pos;
-            continue;
-        }
-        piece[n++] = c;
-        ++m_pos;
-        if (c == '\n') {
-            ended = true;
-            break;
-        }
-    }
-    if (n == 0) {
-        m_ended = false;
+    m_ended = false;
+    if (m_pos >= size)
         return nullptr;
+    const char* p = m_text.data() + m_pos;
+    const size_t left = size - m_pos;
+
+    // Only a carriage return right before a line feed (or at the very end) leaves
+    // the text, so a piece's line feed, if it has one, lies within 512 bytes: at
+    // 511 only when a carriage return before it made room.
+    const void* found = std::memchr(p, '\n', std::min(left, kMaxPiece + 1));
+    size_t lf = found ? size_t(static_cast<const char*>(found) - p) : size_t(-1);
+    size_t take, content;
+    if (lf < kMaxPiece || (lf == kMaxPiece && p[kMaxPiece - 1] == '\r')) {
+        m_ended = true;
+        take = lf + 1;
+        content = lf;
+        if (content > 0 && p[content - 1] == '\r')
+            --content;
+    } else {
+        take = std::min(left, kMaxPiece);
+        content = take;
+        if (take == left && p[content - 1] == '\r') {
+            --content;
+            if (content == 0) {
+                m_pos = size;
+                return nullptr;
+            }
+        }
     }
-    m_ended = ended;
+    m_pos += take;
 
     // What follows a NUL byte is invisible to a reader of C strings.
-    const void* nul = std::memchr(piece, '\0', n);
-    size_t visible = nul ? size_t(static_cast<const char*>(nul) - piece) : n;
+    if (m_hasNul)
+        if (const void* nul = std::memchr(p, '\0', content))
+            content = size_t(static_cast<const char*>(nul) - p);
 
     size_t len;
-    if (isAscii(piece, visible)) {
-        for (size_t i = 0; i < visible; ++i)
-            m_line[i] = wchar_t(piece[i]);
-        len = visible;
+    if (m_ascii || isAscii(p, content)) {
+        for (size_t i = 0; i < content; ++i)
+            m_line[i] = wchar_t(static_cast<unsigned char>(p[i]));
+        len = content;
     } else if (m_utf8) {
-        len = decodeUtf8(reinterpret_cast<const unsigned char*>(piece), visible, m_line);
+        len = decodeUtf8(reinterpret_cast<const unsigned char*>(p), content, m_line);
     } else {
-        std::wstring w = ut::platform::codePageToWide(std::string_view(piece, visible), m_codePage);
-        len = w.size() < kMaxPiece ? w.size() : kMaxPiece;
+        std::wstring w = ut::platform::codePageToWide(std::string_view(p, content), m_codePage);
+        len = std::min(w.size(), kMaxPiece);
         w.copy(m_line, len);
         if (len == 0) {
             // A conversion that gives nothing still must not lose the line:
             // every byte becomes the character of the same number.
-            for (size_t i = 0; i < visible; ++i)
-                m_line[i] = wchar_t(static_cast<unsigned char>(piece[i]));
-            len = visible;
+            for (size_t i = 0; i < content; ++i)
+                m_line[i] = wchar_t(static_cast<unsigned char>(p[i]));
+            len = content;
         }
     }
-    if (len > 0 && m_line[len - 1] == L'\n')
-        --len;
     m_line[len] = L'\0';
+    m_length = len;
     return m_line;
 }
 

@@ -21,13 +21,18 @@ public:
     // The next line without its line feed, valid until the next call; null at the end.
     const wchar_t* next();
     bool lineEnded() const { return m_ended; }
+    // Length of the line next() returned last.
+    size_t length() const { return m_length; }
     bool isUtf8() const { return m_utf8; }
 
 private:
     std::string m_text;
     size_t m_pos = 0;
     bool m_utf8 = true;
+    bool m_ascii = true;
+    bool m_hasNul = false;
     bool m_ended = false;
+    size_t m_length = 0;
     int m_codePage = 0;
     wchar_t m_line[kMaxPiece + 1] = {};
 };

@@ -1,5 +1,6 @@
 // The parameter block tree: items, blocks and the typed readers.
 #include <charconv>
+#include <cwchar>
 #include <string>
 
 #include "pia.h"
@@ -50,18 +51,79 @@ CPBlock::~CPBlock() {
         delete item;
 }
 
-CPItem* CPBlock::find(const wchar_t* name, int kind) const {
-    const std::wstring_view wanted(name ? name : L"");
-    for (CPItem* item : m_items)
-        if (item->kind() == kind && std::wstring_view(item->name().str()) == wanted)
+namespace {
+
+// Below this many children a linear search is faster than hashing.
+constexpr size_t kIndexFrom = 16;
+
+uint32_t hashName(const wchar_t* name, size_t length, int kind) {
+    uint32_t h = 2166136261u ^ uint32_t(kind);
+    for (size_t i = 0; i < length; ++i)
+        h = (h ^ uint32_t(name[i])) * 16777619u;
+    return h;
+}
+
+bool sameName(const OdString& a, const wchar_t* b, size_t length) {
+    const std::wstring& s = a.str();
+    return s.size() == length && (length == 0 || (s[0] == b[0] && std::wmemcmp(s.data(), b, length) == 0));
+}
+
+} // namespace
+
+CPItem* CPBlock::findHashed(const wchar_t* name, size_t length, int kind, uint32_t hash) const {
+    if (m_index.empty()) {
+        for (CPItem* item : m_items)
+            if (item->kind() == kind && sameName(item->name(), name, length))
+                return item;
+        return nullptr;
+    }
+    const size_t mask = m_index.size() - 1;
+    for (size_t slot = hash & mask;; slot = (slot + 1) & mask) {
+        const uint32_t entry = m_index[slot];
+        if (entry == 0)
+            return nullptr;
+        CPItem* item = m_items[entry - 1];
+        if (item->kind() == kind && sameName(item->name(), name, length))
             return item;
-    return nullptr;
+    }
+}
+
+void CPBlock::indexChild(size_t position, uint32_t hash) {
+    const size_t mask = m_index.size() - 1;
+    size_t slot = hash & mask;
+    while (m_index[slot] != 0)
+        slot = (slot + 1) & mask;
+    m_index[slot] = uint32_t(position + 1);
+}
+
+CPItem* CPBlock::find(const wchar_t* name, int kind) const {
+    if (!name)
+        name = L"";
+    const size_t length = std::wcslen(name);
+    return findHashed(name, length, kind, m_index.empty() ? 0 : hashName(name, length, kind));
 }
 
 bool CPBlock::add(CPItem* item) {
-    if (!item || find(item->name().c_str(), item->kind()))
+    if (!item)
+        return false;
+    const std::wstring& name = item->name().str();
+    const bool indexed = !m_index.empty() || m_items.size() + 1 >= kIndexFrom;
+    const uint32_t hash = indexed ? hashName(name.data(), name.size(), item->kind()) : 0;
+    if (findHashed(name.data(), name.size(), item->kind(), hash))
         return false;
     m_items.push_back(item);
+    if (!indexed)
+        return true;
+    // Kept at most half full so that probes stay short.
+    if (m_items.size() * 2 > m_index.size()) {
+        m_index.assign(m_index.empty() ? 64 : m_index.size() * 2, 0);
+        for (size_t i = 0; i < m_items.size(); ++i) {
+            const std::wstring& n = m_items[i]->name().str();
+            indexChild(i, hashName(n.data(), n.size(), m_items[i]->kind()));
+        }
+    } else {
+        indexChild(m_items.size() - 1, hash);
+    }
     return true;
 }
 

@@ -80,7 +80,9 @@ int ZlibEngine::flush_output() {
             d.result = kTooLarge;
             return d.result;
         }
-        if (!d.destination || std::fwrite(d.out, 1, n, d.destination) != n) {
+        if (d.memory) {
+            d.memory->append(reinterpret_cast<const char*>(d.out), n);
+        } else if (!d.destination || std::fwrite(d.out, 1, n, d.destination) != n) {
             d.result = kShortWrite;
             return d.result;
         }
@@ -99,26 +101,40 @@ int ZlibEngine::decompress(const wchar_t* source, const wchar_t* destination) {
     return run(source, destination, false, 0);
 }
 
-int ZlibEngine::run(const wchar_t* source, const wchar_t* destination, bool deflating, int level) {
+int ZlibEngine::compressToMemory(const wchar_t* source, std::string& stream, int level) {
+    stream.clear();
+    return run(source, nullptr, true, level, &stream);
+}
+
+int ZlibEngine::decompressToMemory(const wchar_t* source, std::string& text) {
+    text.clear();
+    return run(source, nullptr, false, 0, &text);
+}
+
+int ZlibEngine::run(const wchar_t* source, const wchar_t* destination, bool deflating, int level,
+                    std::string* memory) {
     Impl& d = *m_impl;
     d.result = 0;
     d.abort = false;
     d.written = 0;
     d.total = 0;
     d.stream = z_stream{};
+    d.memory = memory;
 
     // The source is opened first so that a missing source leaves the destination alone.
     d.source = ut::platform::openFile(OdString(source), "rb");
     if (!d.source)
         return kFileError;
-    d.destination = ut::platform::openFile(OdString(destination), "wb");
-    if (!d.destination) {
-        closeFiles();
-        return kFileError;
+    if (!memory) {
+        d.destination = ut::platform::openFile(OdString(destination), "wb");
+        if (!d.destination) {
+            closeFiles();
+            return kFileError;
+        }
+        // The engine writes whole buffers itself; unbuffered output reports a full
+        // disk at the write that failed rather than at close.
+        std::setvbuf(d.destination, nullptr, _IONBF, 0);
     }
-    // The engine writes whole buffers itself; unbuffered output reports a full
-    // disk at the write that failed rather than at close.
-    std::setvbuf(d.destination, nullptr, _IONBF, 0);
 
     int rc = deflating ? doDeflateInit(level) : doInflateInit();
     if (rc != 0) {

@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <cstdio>
+#include <string>
 #include <zlib.h>
 
 #include "pia.h"
@@ -18,6 +19,8 @@ struct ZlibEngine::Impl {
     unsigned char out[kBufferSize];
     FILE* source = nullptr;
     FILE* destination = nullptr;
+    // When set, output goes here instead of to the destination file.
+    std::string* memory = nullptr;
     uint32_t total = 0;
     int result = 0;
     bool abort = false;
