@@ -6,6 +6,7 @@
 #include "od/OdString.h"
 #include "od/wintypes.h"
 #include "ut_datetime.h"
+#include "ut_filelock.h"
 #include "ut_filename.h"
 #include "ut_log.h"
 #include "ut_strings.h"

@@ -5,3 +5,4 @@
 
 int runName(cli::Args& args);
 int runPath(cli::Args& args);
+int runLock(cli::Args& args);

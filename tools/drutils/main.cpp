@@ -26,6 +26,7 @@ struct Group {
 const Group kGroups[] = {
     {"name", "check symbol-table names", runName},
     {"path", "show how a path is split", runPath},
+    {"lock", "drawing locks: status, hold, clear", runLock},
 };
 
 void printHelp() {
