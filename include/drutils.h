@@ -9,4 +9,5 @@
 #include "ut_filelock.h"
 #include "ut_filename.h"
 #include "ut_log.h"
+#include "ut_messages.h"
 #include "ut_strings.h"

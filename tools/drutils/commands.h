@@ -5,4 +5,5 @@
 
 int runName(cli::Args& args);
 int runPath(cli::Args& args);
+int runMsg(cli::Args& args);
 int runLock(cli::Args& args);

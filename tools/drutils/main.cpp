@@ -26,6 +26,7 @@ struct Group {
 const Group kGroups[] = {
     {"name", "check symbol-table names", runName},
     {"path", "show how a path is split", runPath},
+    {"msg", "prompt and error texts, the drawing SDK's numbered messages", runMsg},
     {"lock", "drawing locks: status, hold, clear", runLock},
 };
 
