@@ -4,6 +4,7 @@
 #include <csignal>
 #include <cstdlib>
 #include <ctime>
+#include <filesystem>
 #include <fcntl.h>
 #include <functional>
 #include <pwd.h>
@@ -34,21 +35,10 @@ std::string host() {
     return name;
 }
 
-bool isLink(const std::string& path) {
-    struct stat st {};
-    return lstat(path.c_str(), &st) == 0 && S_ISLNK(st.st_mode);
-}
-
-struct EnvGuard {
-    explicit EnvGuard(const char* name, const char* value) : m_name(name) {
-        if (const char* old = std::getenv(name))
-            m_old = old, m_had = true;
-        setenv(name, value, 1);
-    }
-    ~EnvGuard() { m_had ? setenv(m_name, m_old.c_str(), 1) : unsetenv(m_name); }
-    const char* m_name;
-    std::string m_old;
-    bool m_had = false;
+// The ANSI code page for the lifetime of the object.
+struct CodePage {
+    explicit CodePage(const char* number) { setenv("DRUTILS_ANSI_CODEPAGE", number, 1); }
+    ~CodePage() { unsetenv("DRUTILS_ANSI_CODEPAGE"); }
 };
 
 // A child process that runs body and talks to the test through two pipes: the
@@ -77,11 +67,8 @@ public:
         if (m_pid > 0)
             finish(SIGKILL);
     }
-    Child(const Child&) = delete;
-    Child& operator=(const Child&) = delete;
-
     // In the child.
-    void ready() { (void)!write(m_up[1], "\n", 1); }
+    void ready() { (void)!write(m_up[1], "ready\n", 6); }
     void awaitGo() {
         char c;
         (void)!read(m_down[0], &c, 1);
@@ -94,10 +81,6 @@ public:
         while (read(m_up[0], &c, 1) == 1 && c != '\n')
             line += c;
         return line;
-    }
-    bool waitReady() {
-        char c;
-        return read(m_up[0], &c, 1) == 1;
     }
     // Lets the child go (or sends it a signal) and returns its exit code, or
     // 128 + the signal that ended it.
@@ -132,7 +115,7 @@ Child::Body holdCommand(const std::string& path) {
 
 // Decoding and line splitting of lock-file bytes, as written by this library and by peers.
 TEST(FileLockText, DecodesAndSplitsLines) {
-    EnvGuard cp("DRUTILS_ANSI_CODEPAGE", "1252");
+    CodePage cp("1252");
     struct Row {
         std::string bytes;
         std::vector<std::wstring> lines;
@@ -161,15 +144,14 @@ TEST(FileLockText, DecodesAndSplitsLines) {
 // Both formats byte for byte, in the ANSI code page in force.
 TEST(FileLockText, FormatsInTheAnsiCodePage) {
     {
-        EnvGuard cp("DRUTILS_ANSI_CODEPAGE", "1252");
+        CodePage cp("1252");
         EXPECT_EQ("J\xFCrgen\nWS-1\nFriday, May 01, 2026 09:30:00",
                   ut::lockfile::formatDwl(L"J\u00FCrgen", L"WS-1", L"Friday, May 01, 2026 09:30:00"));
-        EXPECT_EQ("<?xml version=\"1.0\"?>\n<whprops>\n<username>J\xFCrgen</username>\n"
+        // Markup in a name must not break the XML peers parse; the text form stays raw.
+        EXPECT_EQ("<?xml version=\"1.0\"?>\n<whprops>\n<username>J\xFCrgen&amp;&lt;&gt;</username>\n"
                   "<machinename>WS-1</machinename>\n<fullname></fullname>\n<datetime>now</datetime>\n"
                   "</whprops>\n",
-                  ut::lockfile::formatDwl2(L"J\u00FCrgen", L"WS-1", L"now"));
-        // Markup in a name must not break the XML peers parse; the text form stays raw.
-        EXPECT_NE(std::string::npos, ut::lockfile::formatDwl2(L"a&b<c>", L"m", L"t").find("<username>a&amp;b&lt;c&gt;<"));
+                  ut::lockfile::formatDwl2(L"J\u00FCrgen&<>", L"WS-1", L"now"));
         EXPECT_EQ("a&b\n?\nt", ut::lockfile::formatDwl(L"a&b", L"\u0416", L"t")); // not in 1252
         // A name the code page cannot hold is compared as it reads back.
         OdString user(L"\u0416ora"), machine(L"WS");
@@ -177,7 +159,7 @@ TEST(FileLockText, FormatsInTheAnsiCodePage) {
         EXPECT_EQ(OdString(L"?ora"), user);
         EXPECT_EQ(OdString(L"WS"), machine);
     }
-    EnvGuard cp("DRUTILS_ANSI_CODEPAGE", "1251");
+    CodePage cp("1251");
     EXPECT_EQ("\xC6ora\nWS\nt", ut::lockfile::formatDwl(L"\u0416ora", L"WS", L"t"));
 }
 
@@ -208,14 +190,9 @@ TEST(FileLocker, WritesExactLockFilesAndRemovesThem) {
                   "</machinename>\n<fullname></fullname>\n<datetime>" + since + "</datetime>\n</whprops>\n",
               readFile(tmp.file("plan.dwl2")));
 
-    OdString user, machine, date, info;
-    EXPECT_TRUE(FileLocker::readLockInfo(tmp.wfile("plan.dwg"), user, machine, date));
-    EXPECT_EQ(W(me()), user);
-    EXPECT_EQ(W(host()), machine);
-    EXPECT_EQ(W(since), date);
+    OdString info;
     EXPECT_TRUE(FileLocker::readLockInfo(tmp.wfile("plan.dwg"), info));
     EXPECT_EQ(W("User: " + me() + "\nMachine: " + host() + "\nSince: " + since), info);
-    EXPECT_TRUE(FileLocker::isLocked(tmp.wfile("plan.dwg")));
     EXPECT_FALSE(FileLocker::isLockedByOther(tmp.wfile("plan.dwg")));
 
     EXPECT_TRUE(locker.unlock());
@@ -274,7 +251,7 @@ TEST(FileLocker, HoldsOneDrawingPerLocker) {
 // Paths that are no drawing, lock files that are no lock files: plain results, no
 // hang on pipes, nothing created.
 TEST(FileLocker, RejectsBadInput) {
-    EnvGuard cp("DRUTILS_ANSI_CODEPAGE", "1252");
+    CodePage cp("1252");
     TempDir tmp;
     LogCapture log;
     mkdir(tmp.file("dir.dwg").c_str(), 0755);
@@ -376,7 +353,7 @@ TEST(FileLocker, NeverWritesThroughSymbolicLinks) {
         EXPECT_EQ(0u, readFile(tmp.file("hard.dwl")).find(me() + "\n"));
     }
     EXPECT_EQ("precious", readFile(tmp.file("victim")));
-    EXPECT_TRUE(isLink(tmp.file("plan.dwl")) && isLink(tmp.file("plan.dwl2")));
+    EXPECT_TRUE(std::filesystem::is_symlink(tmp.file("plan.dwl")) && std::filesystem::is_symlink(tmp.file("plan.dwl2")));
     EXPECT_EQ((std::vector<std::string>{"hard.dwg", "plan.dwg", "plan.dwl", "plan.dwl2", "victim"}), tmp.entries());
 }
 
@@ -395,7 +372,7 @@ TEST(FileLocker, ExcludesAnotherProcess) {
             self.awaitGo();
             return locker.unlock() ? 0 : 4;
         });
-        ASSERT_TRUE(holder.waitReady());
+        ASSERT_EQ("ready", holder.readLine());
         FileLocker locker;
         EXPECT_FALSE(locker.canLock(plan));
         EXPECT_FALSE(locker.lock(plan));
@@ -439,7 +416,7 @@ TEST(FileLocker, RespectsOtherOpenModes) {
             self.awaitGo();
             return 0;
         });
-        ASSERT_TRUE(user.waitReady()) << row.what;
+        ASSERT_EQ("ready", user.readLine()) << row.what;
         EXPECT_EQ(row.lockable, FileLocker().canLock(W(path))) << row.what;
         EXPECT_EQ(0, user.finish()) << row.what;
         EXPECT_TRUE(FileLocker().canLock(W(path))) << row.what;
@@ -503,14 +480,12 @@ TEST(FileLocker, ReadsPeerLockFiles) {
     writeFile(tmp.file("drawing.dwl2"), peerXml);
     const OdString drawing = tmp.wfile("drawing.dwg");
 
-    OdString user, machine, date, info;
+    OdString user, machine, date;
     ASSERT_TRUE(FileLocker::readLockInfo(drawing, user, machine, date));
     EXPECT_EQ(OdString(L"neil"), user);
     EXPECT_EQ(OdString(L"AUTOSCAN-WK07W7 "), machine); // the peer's trailing blank is kept
     EXPECT_EQ(OdString(L"Thursday, September 10, 2020  12:16:41"), date);
     EXPECT_TRUE(FileLocker::isLockedByOther(drawing));
-    EXPECT_TRUE(FileLocker::readLockInfo(drawing, info));
-    EXPECT_EQ(OdString(L"User: neil\nMachine: AUTOSCAN-WK07W7 \nSince: Thursday, September 10, 2020  12:16:41"), info);
 
     FileLocker locker(drawing);
     ASSERT_TRUE(locker.isLocked());
@@ -571,13 +546,10 @@ TEST(LockTool, ReportsHoldsAndClears) {
         int status;
     } rows[] = {
         {{"lock"}, 2},
-        {{"lock", "--help"}, 0},
         {{"lock", "hold", "--help"}, 0},
-        {{"lock", "status"}, 2},
         {{"lock", "open", plan}, 2},
         {{"lock", "status", "--bogus", plan}, 2},
         {{"lock", "clear", plan, plan}, 2},
-        {{"lock", "status", tmp.file("missing.dwg")}, 1},
         {{"lock", "hold", tmp.file("missing.dwg")}, 1},
         {{"lock", "status", tmp.path()}, 1},
     };
