@@ -8,6 +8,7 @@
 #include "pia.h"
 #include "plotcfg.h"
 #include "ut_datetime.h"
+#include "ut_filelock.h"
 #include "ut_filename.h"
 #include "ut_log.h"
 #include "ut_messages.h"

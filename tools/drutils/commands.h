@@ -9,3 +9,4 @@ int runPia(cli::Args& args);
 int runPc3(cli::Args& args);
 int runPmp(cli::Args& args);
 int runMsg(cli::Args& args);
+int runLock(cli::Args& args);

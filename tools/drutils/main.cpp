@@ -30,6 +30,7 @@ const Group kGroups[] = {
     {"pc3", "show and change printer configurations", runPc3},
     {"pmp", "show user-defined model files", runPmp},
     {"msg", "prompt and error texts, the drawing SDK's numbered messages", runMsg},
+    {"lock", "drawing locks: status, hold, clear", runLock},
 };
 
 void printHelp() {
