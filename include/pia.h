@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <cstdio>
+#include <string>
 #include <vector>
 
 #include "drutils_export.h"
@@ -93,7 +94,14 @@ public:
     const std::vector<CPItem*>& items() const { return m_items; }
 
 private:
+    CPItem* findHashed(const wchar_t* name, size_t length, int kind, uint32_t hash) const;
+    void indexChild(size_t position, uint32_t hash);
+
     std::vector<CPItem*> m_items;
+    // Lookup table over the children once there are many (a table has 255 styles
+    // and 255 colours in a block): child position + 1 per slot, 0 for a free slot.
+    // Names are unique per kind within a block, so the table answers find exactly.
+    std::vector<uint32_t> m_index;
 };
 
 // Typed readers. False, output untouched, when the number item is missing or its
@@ -103,11 +111,21 @@ DRUTILS_API bool readDouble(const CPBlock* block, const wchar_t* name, double& o
 
 // ---------------------------------------------------------------- container
 
-// zlib file-to-file engine with progress, status and abort hooks.
+// zlib file-to-file engine with progress, status and abort hooks. Paths may use
+// backslashes as separators.
 // Result codes: 0 success, -1 short write, -2 file could not be named, opened,
 // read, written or positioned, -7 user abort, other values zlib's.
 class DRUTILS_API ZlibEngine {
 public:
+    enum EResult {
+        kOk = 0,
+        kShortWrite = -1,
+        kFileError = -2,
+        kUserAbort = -7,
+        // The output would pass the run's size limit (see CPIAFileIn::setMaxTextSize).
+        kTooLarge = -8
+    };
+
     ZlibEngine();
     virtual ~ZlibEngine();
     ZlibEngine(const ZlibEngine&) = delete;
@@ -118,6 +136,10 @@ public:
     // Sets the abort flag whatever the argument; cleared at the start of each run.
     void setAbortFlag(bool);
     int percent() const;
+    // The progress figure for total input bytes of which consumed were used: 100
+    // for an empty input, whole percents otherwise (consumed / (total / 100) above
+    // ten million bytes).
+    static int percentOf(uint32_t total, uint64_t consumed);
 
     static int compressMemory(uint8_t* dest, unsigned long* destLen, const uint8_t* source, unsigned long sourceLen,
                               int level);
@@ -133,23 +155,50 @@ protected:
 
     int load_input();
     int flush_output();
+    // Bytes one run may write at most; a run that would write more ends with kTooLarge.
+    void setOutputLimit(uint64_t bytes);
+    // compress and decompress with the output kept in memory instead of a
+    // destination file; otherwise the same run, hooks and result codes.
+    int compressToMemory(const wchar_t* source, std::string& stream, int level);
+    int decompressToMemory(const wchar_t* source, std::string& text);
 
+public:
     struct Impl;
+
+protected:
     Impl* m_impl;
+
+private:
+    int run(const wchar_t* source, const wchar_t* destination, bool deflating, int level,
+            std::string* memory = nullptr);
+    void endStream();
+    bool closeFiles();
 };
 
 // Reads a container as text lines.
 class DRUTILS_API CPIAFileIn : public ZlibEngine {
 public:
+    // A limit far above any real parameter file (they hold well under a megabyte).
+    static constexpr uint64_t kDefaultMaxTextSize = 64ull << 20;
+
     CPIAFileIn();
     ~CPIAFileIn() override;
-    // 0, -2, or the result of decompress.
+    // 0, -2, or the result of decompress (kTooLarge when the text passes the limit;
+    // a file shorter than its 60-byte header gives zlib's Z_BUF_ERROR). The header
+    // is skipped unchecked: not its text, checksum or lengths. The text is held in
+    // memory until close or the next open; no file is left behind.
     int open(const wchar_t* path);
     // Next line without its line feed (at most 511 bytes of the file each), owned
     // by the reader until the next call; null at the end.
     const wchar_t* readLine();
+    // Whether the line readLine returned last ended with a line feed; false for
+    // the first pieces of a physical line longer than 511 bytes.
+    bool lineEnded() const;
     void close();
+    // Whether the whole text is well-formed UTF-8 (else it is read in the ANSI code page).
     bool isUtf8() const;
+    // Bound on the inflated text for the next open.
+    void setMaxTextSize(uint64_t bytes);
 
 protected:
     int doInflateInit() override;
@@ -166,16 +215,27 @@ public:
 
     CPIAFileOut();
     ~CPIAFileOut() override;
+    // Starts a new temporary text file ("pia" in the application temporary
+    // folder); 0, or -2 when none can be made.
     int open();
+    // Writes text in the ANSI code page (characters it lacks become "?"), then a
+    // line feed when asked. Returns the state: 0, or -2 from the first failure on,
+    // after which every write is skipped.
     int writeLine(const wchar_t* text, bool newline = true);
+    // Prints a tree, the root's items at the margin and one blank per level.
     void writeBlock(const CPBlock* block);
+    // kColorTable (the default), kNamedTable or kPrinterConfig: the header's
+    // "CTB", "STB" or "PC3"; other values write "CTB".
     void setFileType(int type);
     int fileType() const;
-    // Compresses and writes the container; 0 or a result code. An existing file at
-    // path is replaced atomically.
+    // Compresses the text at level 6 and writes the container; 0 or a result code.
+    // An existing file at path is replaced atomically (a new file beside it, synced
+    // and renamed), so on any failure it keeps its old content. The temporary text
+    // file is removed whatever happens.
     int close(const wchar_t* path);
 
 private:
+    void writeBinary(const CPBin* bin);
     struct OutImpl;
     OutImpl* m_out;
 };
@@ -191,13 +251,29 @@ public:
 
     // True when the whole text was read without a syntax failure.
     bool parse(const wchar_t* path);
+    // The same over a text already in memory (the bytes a container holds).
+    bool parseText(const char* text, size_t size);
     // Null when the file could not be opened; after a failure, what was read so far.
     CPBlock* root() const { return m_root; }
     // 1-based number of the line (as the reader delivers them) that failed, 0 when
     // the failure was not a line, or there was none.
     int errorLine() const { return m_errorLine; }
+    // Result of opening the container in the last parse (0 when it opened).
+    int openResult() const { return m_openResult; }
+    // Why the last parse failed, in a few English words; empty after success.
+    const wchar_t* errorText() const { return m_errorText; }
+
+    // Blocks nested deeper than this fail the file (real files nest three levels).
+    static constexpr int kMaxDepth = 256;
+
+    // Where parseLines takes its lines from (defined inside the library).
+    class LineSource;
 
 private:
+    bool parseLines(LineSource& lines);
+
     CPBlock* m_root = nullptr;
     int m_errorLine = 0;
+    int m_openResult = 0;
+    const wchar_t* m_errorText = L"";
 };

@@ -1,0 +1,198 @@
+// Loading and writing a real 255-style plot style table, each against the
+// physical floor of the same work measured in the same run:
+//   read:  CPIAParser::parse  vs  reading the file into memory, inflating it with
+//          zlib and counting its lines;
+//   write: CPIAFileOut (open, writeBlock, close)  vs  deflating the same text at
+//          level 6 in memory and writing it durably (write, fsync, rename) to a file.
+// A third baseline, the tree floor, builds the same tree from names and values
+// already in memory and deletes it: the allocations any parser of this interface
+// makes, since every item and most names and values are heap objects of their own.
+// The ratios are printed after Google Benchmark's own table.
+#include <benchmark/benchmark.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <map>
+#include <sstream>
+#include <string>
+#include <unistd.h>
+#include <wx/init.h>
+#include <zlib.h>
+
+#include "pia.h"
+#include "platform/codepage.h"
+
+namespace {
+
+const std::string kTable = std::string(DRUTILS_BENCH_DATA) + "/color-dependent-factory.ctb";
+std::string g_outDir;
+
+std::string readBytes(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    std::ostringstream ss;
+    ss << in.rdbuf();
+    return ss.str();
+}
+
+// The uncompressed length the header records at offset 52.
+uLongf textLength(const std::string& bytes) {
+    uLongf n = 0;
+    for (int i = 55; i >= 52; --i)
+        n = (n << 8) | static_cast<unsigned char>(bytes[size_t(i)]);
+    return n;
+}
+
+std::wstring wide(const std::string& s) { return ut::platform::utf8ToWide(s); }
+
+void BM_ReadFloor(benchmark::State& state) {
+    std::string text;
+    for (auto _ : state) {
+        const std::string bytes = readBytes(kTable);
+        uLongf size = textLength(bytes);
+        text.resize(size);
+        uncompress(reinterpret_cast<Bytef*>(text.data()), &size, reinterpret_cast<const Bytef*>(bytes.data()) + 60,
+                   uLong(bytes.size() - 60));
+        size_t lines = 0;
+        for (size_t i = 0; i < size; ++i)
+            lines += text[i] == '\n';
+        benchmark::DoNotOptimize(lines);
+    }
+}
+
+void BM_Parse(benchmark::State& state) {
+    const std::wstring path = wide(kTable);
+    for (auto _ : state) {
+        CPIAParser parser;
+        if (!parser.parse(path.c_str()))
+            state.SkipWithError("parse failed");
+        benchmark::DoNotOptimize(parser.root());
+    }
+}
+
+CPBlock* copyTree(const CPBlock* from) {
+    auto* to = new CPBlock(from->name().c_str());
+    for (const CPItem* item : from->items()) {
+        CPItem* copy = nullptr;
+        switch (item->kind()) {
+        case kPBlock:
+            copy = copyTree(static_cast<const CPBlock*>(item));
+            break;
+        case kPNum:
+            copy = new CPNum(item->name().c_str(), static_cast<const CPNum*>(item)->value().c_str());
+            break;
+        case kPStr:
+            copy = new CPStr(item->name().c_str(), static_cast<const CPStr*>(item)->value().c_str());
+            break;
+        case kPBool:
+            copy = new CPBool(item->name().c_str(), static_cast<const CPBool*>(item)->value());
+            break;
+        case kPBin:
+            copy = new CPBin(item->name().c_str(), static_cast<const CPBin*>(item)->value().c_str());
+            break;
+        }
+        if (copy && !to->add(copy))
+            delete copy;
+    }
+    return to;
+}
+
+void BM_TreeFloor(benchmark::State& state) {
+    CPIAParser parser;
+    if (!parser.parse(wide(kTable).c_str())) {
+        state.SkipWithError("parse failed");
+        return;
+    }
+    for (auto _ : state) {
+        CPBlock* copy = copyTree(parser.root());
+        benchmark::DoNotOptimize(copy);
+        delete copy;
+    }
+}
+
+void BM_WriteFloor(benchmark::State& state) {
+    const std::string bytes = readBytes(kTable);
+    std::string text(1u << 20, '\0');
+    uLongf size = text.size();
+    uncompress(reinterpret_cast<Bytef*>(text.data()), &size, reinterpret_cast<const Bytef*>(bytes.data()) + 60,
+               uLong(bytes.size() - 60));
+    text.resize(size);
+    const std::string out = g_outDir + "/floor.ctb", tmp = g_outDir + "/floor.tmp";
+    std::string packed(compressBound(uLong(text.size())), '\0');
+    for (auto _ : state) {
+        uLongf n = packed.size();
+        compress2(reinterpret_cast<Bytef*>(packed.data()), &n, reinterpret_cast<const Bytef*>(text.data()),
+                  uLong(text.size()), 6);
+        // Durable, as a replacement must be: written, synced, renamed into place.
+        FILE* f = std::fopen(tmp.c_str(), "wb");
+        std::fwrite(bytes.data(), 1, 60, f);
+        std::fwrite(packed.data(), 1, n, f);
+        std::fflush(f);
+        fsync(fileno(f));
+        std::fclose(f);
+        std::rename(tmp.c_str(), out.c_str());
+    }
+}
+
+void BM_Write(benchmark::State& state) {
+    CPIAParser parser;
+    if (!parser.parse(wide(kTable).c_str())) {
+        state.SkipWithError("parse failed");
+        return;
+    }
+    const std::wstring out = wide(g_outDir + "/written.ctb");
+    for (auto _ : state) {
+        CPIAFileOut file;
+        file.open();
+        file.writeBlock(parser.root());
+        if (file.close(out.c_str()) != 0)
+            state.SkipWithError("write failed");
+    }
+}
+
+BENCHMARK(BM_ReadFloor);
+BENCHMARK(BM_TreeFloor);
+BENCHMARK(BM_Parse);
+BENCHMARK(BM_WriteFloor);
+BENCHMARK(BM_Write);
+
+// Keeps the console table and remembers the processor time per iteration of
+// each benchmark: on a shared machine it varies far less than the wall time.
+class RatioReporter : public benchmark::ConsoleReporter {
+public:
+    std::map<std::string, double> perIteration;
+    void ReportRuns(const std::vector<Run>& runs) override {
+        ConsoleReporter::ReportRuns(runs);
+        for (const auto& r : runs)
+            if (r.iterations > 0)
+                perIteration[r.benchmark_name()] = r.GetAdjustedCPUTime();
+    }
+};
+
+} // namespace
+
+int main(int argc, char** argv) {
+    wxInitializer wx;
+    char dirTemplate[] = "/tmp/drutils-bench-XXXXXX";
+    if (!wx.IsOk() || !mkdtemp(dirTemplate))
+        return 1;
+    g_outDir = dirTemplate;
+    benchmark::Initialize(&argc, argv);
+    RatioReporter reporter;
+    benchmark::RunSpecifiedBenchmarks(&reporter);
+    benchmark::Shutdown();
+    std::remove((g_outDir + "/floor.ctb").c_str());
+    std::remove((g_outDir + "/written.ctb").c_str());
+    rmdir(g_outDir.c_str());
+
+    auto& t = reporter.perIteration;
+    std::printf("ratios of processor time per iteration:\n");
+    if (t.count("BM_ReadFloor") && t.count("BM_Parse"))
+        std::printf("parse / read floor:  %.2f (target <= 2.5)\n", t["BM_Parse"] / t["BM_ReadFloor"]);
+    if (t.count("BM_ReadFloor") && t.count("BM_TreeFloor") && t.count("BM_Parse"))
+        std::printf("parse / (read floor + tree floor):  %.2f\n",
+                    t["BM_Parse"] / (t["BM_ReadFloor"] + t["BM_TreeFloor"]));
+    if (t.count("BM_WriteFloor") && t.count("BM_Write"))
+        std::printf("write / write floor: %.2f\n", t["BM_Write"] / t["BM_WriteFloor"]);
+    return 0;
+}

@@ -1,0 +1,144 @@
+// The parameter block tree: items, blocks and the typed readers.
+#include <charconv>
+#include <cwchar>
+#include <string>
+
+#include "pia.h"
+#include "platform/cnumbers.h"
+
+CPItem::~CPItem() = default;
+
+namespace {
+
+// Widens ASCII digits, sign and point.
+OdString asciiToWide(const char* s, size_t n) {
+    std::wstring w(n, L'\0');
+    for (size_t i = 0; i < n; ++i)
+        w[i] = static_cast<wchar_t>(static_cast<unsigned char>(s[i]));
+    return OdString(std::move(w));
+}
+
+// "%.*f": fixed notation with exactly precision digits after the point (none and
+// no point for 0), never an exponent; done by to_chars so that no locale can turn
+// the point into a comma.
+OdString formatFixed(double value, int precision) {
+    if (precision < 0)
+        precision = 6;
+    // A double has at most 1074 significant digits after the point; printf pads
+    // any further ones with zeros, and so do we.
+    const int exact = precision > 1074 ? 1074 : precision;
+    std::string buf(size_t(330 + exact), '\0');
+    auto r = std::to_chars(buf.data(), buf.data() + buf.size(), value, std::chars_format::fixed, exact);
+    buf.resize(size_t(r.ptr - buf.data()));
+    if (precision > exact && buf.find_first_not_of("-+0123456789.") == std::string::npos)
+        buf.append(size_t(precision - exact), '0');
+    return asciiToWide(buf.data(), buf.size());
+}
+
+} // namespace
+
+CPNum::CPNum(const wchar_t* name, double value, int precision)
+    : CPItem(kPNum, name), m_value(formatFixed(value, precision)) {}
+
+CPNum::CPNum(const wchar_t* name, int value) : CPItem(kPNum, name) {
+    char buf[16];
+    auto r = std::to_chars(buf, buf + sizeof buf, value);
+    m_value = asciiToWide(buf, size_t(r.ptr - buf));
+}
+
+CPBlock::~CPBlock() {
+    for (CPItem* item : m_items)
+        delete item;
+}
+
+namespace {
+
+// Below this many children a linear search is faster than hashing.
+constexpr size_t kIndexFrom = 16;
+
+uint32_t hashName(const wchar_t* name, size_t length, int kind) {
+    uint32_t h = 2166136261u ^ uint32_t(kind);
+    for (size_t i = 0; i < length; ++i)
+        h = (h ^ uint32_t(name[i])) * 16777619u;
+    return h;
+}
+
+bool sameName(const OdString& a, const wchar_t* b, size_t length) {
+    const std::wstring& s = a.str();
+    return s.size() == length && (length == 0 || (s[0] == b[0] && std::wmemcmp(s.data(), b, length) == 0));
+}
+
+} // namespace
+
+CPItem* CPBlock::findHashed(const wchar_t* name, size_t length, int kind, uint32_t hash) const {
+    if (m_index.empty()) {
+        for (CPItem* item : m_items)
+            if (item->kind() == kind && sameName(item->name(), name, length))
+                return item;
+        return nullptr;
+    }
+    const size_t mask = m_index.size() - 1;
+    for (size_t slot = hash & mask;; slot = (slot + 1) & mask) {
+        const uint32_t entry = m_index[slot];
+        if (entry == 0)
+            return nullptr;
+        CPItem* item = m_items[entry - 1];
+        if (item->kind() == kind && sameName(item->name(), name, length))
+            return item;
+    }
+}
+
+void CPBlock::indexChild(size_t position, uint32_t hash) {
+    const size_t mask = m_index.size() - 1;
+    size_t slot = hash & mask;
+    while (m_index[slot] != 0)
+        slot = (slot + 1) & mask;
+    m_index[slot] = uint32_t(position + 1);
+}
+
+CPItem* CPBlock::find(const wchar_t* name, int kind) const {
+    if (!name)
+        name = L"";
+    const size_t length = std::wcslen(name);
+    return findHashed(name, length, kind, m_index.empty() ? 0 : hashName(name, length, kind));
+}
+
+bool CPBlock::add(CPItem* item) {
+    if (!item)
+        return false;
+    const std::wstring& name = item->name().str();
+    const bool indexed = !m_index.empty() || m_items.size() + 1 >= kIndexFrom;
+    const uint32_t hash = indexed ? hashName(name.data(), name.size(), item->kind()) : 0;
+    if (findHashed(name.data(), name.size(), item->kind(), hash))
+        return false;
+    m_items.push_back(item);
+    if (!indexed)
+        return true;
+    // Kept at most half full so that probes stay short.
+    if (m_items.size() * 2 > m_index.size()) {
+        m_index.assign(m_index.empty() ? 64 : m_index.size() * 2, 0);
+        for (size_t i = 0; i < m_items.size(); ++i) {
+            const std::wstring& n = m_items[i]->name().str();
+            indexChild(i, hashName(n.data(), n.size(), m_items[i]->kind()));
+        }
+    } else {
+        indexChild(m_items.size() - 1, hash);
+    }
+    return true;
+}
+
+bool readInt(const CPBlock* block, const wchar_t* name, int& out) {
+    const CPItem* item = block ? block->find(name, kPNum) : nullptr;
+    return item && ut::platform::scanInt(static_cast<const CPNum*>(item)->value().c_str(), out);
+}
+
+bool readDouble(const CPBlock* block, const wchar_t* name, double& out) {
+    const CPItem* item = block ? block->find(name, kPNum) : nullptr;
+    float f;
+    if (!item || !ut::platform::scanFloat(static_cast<const CPNum*>(item)->value().c_str(), f))
+        return false;
+    // Values travel through single precision on purpose: files written with six
+    // decimals must read back as the application always read them.
+    out = static_cast<double>(f);
+    return true;
+}
