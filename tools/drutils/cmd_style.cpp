@@ -561,8 +561,8 @@ std::string xml(const std::string& s) {
 }
 
 std::string svgColour(int rgb) {
-    char buf[8];
-    std::snprintf(buf, sizeof buf, "#%06x", rgb & 0xFFFFFF);
+    char buf[16];
+    std::snprintf(buf, sizeof buf, "#%06x", static_cast<unsigned>(rgb) & 0xFFFFFFu);
     return buf;
 }
 
