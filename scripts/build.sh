@@ -1,9 +1,22 @@
 #!/usr/bin/env bash
 # Configures and builds one build tree. Usage: scripts/build.sh [DIR [CMAKE-ARGS...]]
+# "--target NAME" among the arguments (repeatable) builds only those targets.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 dir=${1:-build}
 shift || true
+args=()
+targets=()
+while [ $# -gt 0 ]; do
+    if [ "$1" = "--target" ] && [ $# -ge 2 ]; then
+        targets+=(--target "$2")
+        shift 2
+    else
+        args+=("$1")
+        shift
+    fi
+done
+set -- "${args[@]+"${args[@]}"}"
 generator=()
 if command -v ninja >/dev/null 2>&1; then
     generator=(-G Ninja)
@@ -13,4 +26,4 @@ if [ ! -f "$dir/CMakeCache.txt" ]; then
 else
     cmake -S . -B "$dir" "$@" >/dev/null
 fi
-cmake --build "$dir" -j "${DRUTILS_JOBS:-2}"
+cmake --build "$dir" "${targets[@]+"${targets[@]}"}" -j "${DRUTILS_JOBS:-2}"

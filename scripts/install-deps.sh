@@ -9,7 +9,7 @@ packages=(
     libwxgtk3.2-dev zlib1g-dev libsqlite3-dev libcups2-dev
     cups printer-driver-cups-pdf
     libgtest-dev libgmock-dev libbenchmark-dev
-    gettext python3-ezdxf libssl-dev
+    gettext python3 python3-ezdxf libssl-dev
     clang libclang-rt-14-dev
     xvfb xauth
 )

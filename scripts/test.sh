@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Installs what is missing, builds and runs every test: the suites in a normal
 # build, the suites again under AddressSanitizer+UndefinedBehaviorSanitizer (clang),
-# and the fuzz targets for a bounded number of runs in that sanitizer build.
+# the task-queue suite under ThreadSanitizer, and the fuzz targets for a bounded
+# number of runs in the AddressSanitizer build.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 scripts/install-deps.sh
@@ -40,6 +41,17 @@ export ASAN_OPTIONS=detect_leaks=1:abort_on_error=0:strict_string_checks=1
 export LSAN_OPTIONS=suppressions=$PWD/tests/lsan.supp:print_suppressions=0
 export UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1
 run_ctest build-asan
+
+echo "== task queue under ThreadSanitizer (its suite only, to keep this step cheap)"
+scripts/build.sh build-tsan -DCMAKE_BUILD_TYPE=Debug -DDRUTILS_SANITIZE=thread \
+    -DDRUTILS_BUILD_BENCH=OFF --target test_taskqueue
+# halt_on_error: a reported race fails the run instead of scrolling past.
+if TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1:suppressions=$PWD/tests/tsan.supp \
+    build-tsan/tests/test_taskqueue; then
+    passed=$((passed + 1))
+else
+    failed=$((failed + 1))
+fi
 
 echo "== fuzz targets (bounded runs)"
 if scripts/fuzz.sh build-asan "${DRUTILS_FUZZ_RUNS:-20000}"; then

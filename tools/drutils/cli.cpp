@@ -148,6 +148,15 @@ Json& Json::value(double v) {
     return *this;
 }
 
+Json& Json::value(double v, int significantDigits) {
+    separate();
+    if (std::isfinite(v))
+        std::fprintf(m_out, "%.*g", significantDigits, v);
+    else
+        std::fputs("null", m_out);
+    return *this;
+}
+
 Json& Json::value(bool v) {
     separate();
     std::fputs(v ? "true" : "false", m_out);

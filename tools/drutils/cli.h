@@ -48,6 +48,9 @@ public:
     Json& value(int v) { return value(static_cast<long long>(v)); }
     Json& value(unsigned v) { return value(static_cast<long long>(v)); }
     Json& value(double v);
+    // With that many significant digits: for values that were stored in single
+    // precision, whose full expansion (0.34999999403953552) says nothing useful.
+    Json& value(double v, int significantDigits);
     Json& value(bool v);
     Json& null();
     void finish(); // final newline

@@ -5,4 +5,10 @@
 
 int runName(cli::Args& args);
 int runPath(cli::Args& args);
+int runCipher(cli::Args& args);
 int runPia(cli::Args& args);
+int runPc3(cli::Args& args);
+int runPmp(cli::Args& args);
+int runMsg(cli::Args& args);
+int runLock(cli::Args& args);
+int runStyle(cli::Args& args);

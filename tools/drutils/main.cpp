@@ -26,7 +26,13 @@ struct Group {
 const Group kGroups[] = {
     {"name", "check symbol-table names", runName},
     {"path", "show how a path is split", runPath},
+    {"cipher", "encipher and decipher with the Blowfish cipher", runCipher},
     {"pia", "read, write and check parameter-file containers", runPia},
+    {"pc3", "show and change printer configurations", runPc3},
+    {"pmp", "show user-defined model files", runPmp},
+    {"msg", "prompt and error texts, the drawing SDK's numbered messages", runMsg},
+    {"lock", "drawing locks: status, hold, clear", runLock},
+    {"style", "plot style tables: show, new, convert, set, render", runStyle},
 };
 
 void printHelp() {

@@ -1,0 +1,3 @@
+Jürgen
+WS-1
+Friday, May 01, 2026 09:30:00

@@ -1,0 +1,523 @@
+#include "plotstyletable.h"
+
+#include <cmath>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+
+#include <wx/translation.h>
+
+#include "pia.h"
+#include "plot/block_cursor.h"
+#include "ut_filename.h"
+#include "ut_log.h"
+
+namespace {
+
+const char kSource[] = "src/utils/plot/plotstyletable";
+
+const wchar_t* kindName(int kind) {
+    switch (kind) {
+    case kPBin: return L"binary value";
+    case kPBlock: return L"block";
+    case kPBool: return L"boolean";
+    case kPStr: return L"string";
+    case kPNum: return L"number";
+    }
+    return L"item";
+}
+
+// The kind each key of a style block is stored as.
+int styleKeyKind(const OdString& key) {
+    if (key == L"adaptive_linetype")
+        return kPBool;
+    if (key == L"name" || key == L"localized_name" || key == L"description")
+        return kPStr;
+    return kPNum;
+}
+
+const CPItem* anyItem(const CPBlock& b, const wchar_t* key) {
+    for (const CPItem* item : b.items())
+        if (item->name() == key)
+            return item;
+    return nullptr;
+}
+
+// Why a key that was expected with a given kind could not be read: the words
+// that follow the key's name in a message.
+OdString problem(const CPBlock& b, const wchar_t* key, int kind) {
+    OdString r;
+    if (auto* item = b.find(key, kind)) {
+        if (kind == kPNum)
+            r.format(L"is not a number (\"%ls\")", static_cast<const CPNum*>(item)->value().c_str());
+        else
+            r = L"cannot be read";
+    } else if (auto* other = anyItem(b, key)) {
+        r.format(L"is a %ls where a %ls belongs", kindName(other->kind()), kindName(kind));
+    } else {
+        r = L"is missing";
+    }
+    return r;
+}
+
+// Optional table keys: a missing key keeps the default, a present one that does
+// not read fails, so that a typo in a file is reported instead of ignored.
+template <typename Read> bool optionalKey(const CPBlock& b, const wchar_t* key, int kind, Read read, OdString* error) {
+    if (read())
+        return true;
+    if (!anyItem(b, key))
+        return true;
+    if (error)
+        error->format(L"key \"%ls\" %ls", key, problem(b, key, kind).c_str());
+    return false;
+}
+
+bool readStr(const CPBlock& b, const wchar_t* key, OdString& out) {
+    auto* item = static_cast<const CPStr*>(b.find(key, kPStr));
+    if (item)
+        out = item->value();
+    return item != nullptr;
+}
+
+bool readFlag(const CPBlock& b, const wchar_t* key, bool& out) {
+    auto* item = static_cast<const CPBool*>(b.find(key, kPBool));
+    if (item)
+        out = item->value();
+    return item != nullptr;
+}
+
+void addItem(CPBlock& b, CPItem* item) {
+    if (!b.add(item))
+        delete item;
+}
+
+using ut::plot::decimalKey;
+
+} // namespace
+
+// ---------------------------------------------------------------- lineweights
+
+const double CCustomLineweightTable::kDefaults[kSize] = {0,    0.05, 0.09, 0.1,  0.13, 0.15, 0.18, 0.2, 0.25,
+                                                         0.3,  0.35, 0.4,  0.45, 0.5,  0.53, 0.6,  0.65, 0.7,
+                                                         0.8,  0.9,  1.0,  1.06, 1.2,  1.4,  1.58, 2.0,  2.11};
+
+CCustomLineweightTable::CCustomLineweightTable() {
+    for (int i = 0; i < kSize; ++i)
+        m_values[size_t(i)] = kDefaults[i];
+}
+
+bool CCustomLineweightTable::set(int i, double millimetres) {
+    if (i < 0 || i >= kSize || !checkLineWeightRange(millimetres, false))
+        return false;
+    m_values[size_t(i)] = millimetres;
+    return true;
+}
+
+double CCustomLineweightTable::forStyle(int lineWeight) const {
+    return lineWeight >= 1 && lineWeight <= kSize ? m_values[size_t(lineWeight - 1)] : -1.0;
+}
+
+bool CCustomLineweightTable::checkLineWeightRange(double& value, bool fix) {
+    if (value >= 0.0 && value <= kMaxMillimetres)
+        return true;
+    if (fix)
+        value = std::isnan(value) || value < 0.0 ? 0.0 : kMaxMillimetres;
+    return false;
+}
+
+bool CCustomLineweightTable::checkLineWeightRange(double& value, const wchar_t* what, bool fix) {
+    const double given = value;
+    if (checkLineWeightRange(value, fix))
+        return true;
+    if (fix)
+        ut::logWarning(kSource, "CCustomLineweightTable::checkLineWeightRange",
+                       L"%ls: %f mm is outside 0 to %g mm; %f mm is used", what ? what : L"lineweight", given,
+                       kMaxMillimetres, value);
+    else
+        ut::logWarning(kSource, "CCustomLineweightTable::checkLineWeightRange", L"%ls: %f mm is outside 0 to %g mm",
+                       what ? what : L"lineweight", given, kMaxMillimetres);
+    return false;
+}
+
+// ---------------------------------------------------------------- table
+
+CPlotStyleTable::CPlotStyleTable() = default;
+CPlotStyleTable::~CPlotStyleTable() = default;
+
+CPlotStyleTable* CPlotStyleTable::create(bool colourDependent, const wchar_t* baseName) {
+    auto* t = new CPlotStyleTable;
+    t->m_useAci = t->m_hasAci = colourDependent;
+    if (!colourDependent) {
+        auto normal = std::make_unique<CPlotStyle>();
+        normal->updateName(L"Normal");
+        t->m_styles.push_back(std::move(normal));
+        return t;
+    }
+    OdString base = baseName ? OdString(baseName) : OdString();
+    if (base.isEmpty())
+        base = OdString(wxGetTranslation(L"Color").ToStdWstring());
+    t->m_styles.reserve(CAciTable::kSize);
+    for (int i = 1; i <= CAciTable::kSize; ++i) {
+        auto s = std::make_unique<CPlotStyle>();
+        s->m_name.format(L"%ls_%d", base.c_str(), i);
+        s->m_localizedName.format(L"%ls %d", base.c_str(), i);
+        t->m_aci.set(i, s.get());
+        t->m_styles.push_back(std::move(s));
+    }
+    return t;
+}
+
+CPlotStyle* CPlotStyleTable::find(const wchar_t* name) const {
+    for (const auto& s : m_styles)
+        if (s->name() == name)
+            return s.get();
+    return nullptr;
+}
+
+int CPlotStyleTable::findLocName(const wchar_t* locName) const {
+    for (size_t i = 0; i < m_styles.size(); ++i)
+        if (m_styles[i]->locName() == locName)
+            return int(i);
+    return -1;
+}
+
+bool CPlotStyleTable::nameInUse(const OdString& name, const OdString& locName, int except) const {
+    for (size_t i = 0; i < m_styles.size(); ++i) {
+        if (int(i) == except)
+            continue;
+        const CPlotStyle& s = *m_styles[i];
+        if (s.name() == name || s.locName() == locName || s.name() == locName || s.locName() == name)
+            return true;
+    }
+    return false;
+}
+
+int CPlotStyleTable::addStyle(const wchar_t* name, int after, const CPlotStyle* from) {
+    if (m_useAci || !name || !*name || size() >= kMaxStyles)
+        return -1;
+    auto s = from ? std::make_unique<CPlotStyle>(*from) : std::make_unique<CPlotStyle>();
+    s->updateName(name);
+    if (s->name().getLength() > kMaxNameLength || nameInUse(s->name(), s->locName(), -1))
+        return -1;
+    const int at = after < 0 ? 0 : (after >= size() ? size() : after + 1);
+    m_styles.insert(m_styles.begin() + at, std::move(s));
+    return at;
+}
+
+bool CPlotStyleTable::renameStyle(int i, const wchar_t* name) {
+    CPlotStyle* s = style(i);
+    if (m_useAci || !s || !name || !*name || s->name() == L"Normal")
+        return false;
+    CPlotStyle probe;
+    probe.updateName(name);
+    if (probe.name().getLength() > kMaxNameLength || nameInUse(probe.name(), probe.locName(), i))
+        return false;
+    s->updateName(name);
+    return true;
+}
+
+bool CPlotStyleTable::deleteStyle(int i) {
+    CPlotStyle* s = style(i);
+    if (m_useAci || !s || s->name() == L"Normal")
+        return false;
+    for (int k = 1; k <= CAciTable::kSize; ++k)
+        if (m_aci.at(k) == s)
+            m_aci.set(k, i == 0 ? nullptr : style(0));
+    m_styles.erase(m_styles.begin() + i);
+    return true;
+}
+
+bool CPlotStyleTable::addACI(const int* map) {
+    if (!map)
+        return false;
+    for (int k = 0; k < CAciTable::kSize; ++k)
+        if (!style(map[k]))
+            return false;
+    for (int k = 0; k < CAciTable::kSize; ++k)
+        m_aci.set(k + 1, style(map[k]));
+    m_hasAci = true;
+    return true;
+}
+
+void CPlotStyleTable::deleteACI() {
+    m_aci.clear();
+    m_hasAci = false;
+}
+
+// ---------------------------------------------------------------- block form
+
+bool CPlotStyleTable::writeAciEntry(CPBlock& aciBlock, int k) const {
+    const CPlotStyle* s = m_aci.at(k + 1);
+    auto* item = new CPStr(decimalKey(k), s ? s->name().c_str() : L"");
+    if (!aciBlock.add(item)) {
+        delete item;
+        return false;
+    }
+    return true;
+}
+
+bool CPlotStyleTable::writeCLW(CPBlock& clwBlock, int k) const {
+    auto* item = new CPNum(decimalKey(k), m_lineWeights.at(k), 6);
+    if (!clwBlock.add(item)) {
+        delete item;
+        return false;
+    }
+    return true;
+}
+
+bool CPlotStyleTable::writeToBlock(CPBlock& root) const {
+    bool ok = true;
+    addItem(root, new CPStr(L"description", m_description));
+    addItem(root, new CPBool(L"aci_table_available", m_hasAci));
+    addItem(root, new CPNum(L"scale_factor", m_scaleFactor, 6));
+    addItem(root, new CPBool(L"apply_factor", m_applyFactor));
+    addItem(root, new CPNum(L"custom_lineweight_display_units", m_lineWeightUnits));
+
+    if (m_useAci && m_hasAci) {
+        auto* aci = new CPBlock(L"aci_table");
+        for (int k = 0; k < CAciTable::kSize; ++k)
+            ok = writeAciEntry(*aci, k) && ok;
+        if (!root.add(aci)) {
+            delete aci;
+            ok = false;
+        }
+    }
+
+    // Mode colour is all or nothing: a reader fills a missing one from the
+    // colour, which is only right while every style plots its plain colour.
+    bool withModeColor = false;
+    for (const auto& s : m_styles)
+        if (s->color_policy() != CPlotStyle::kPolicyDither || s->color() != CPlotStyle::kObjectColor)
+            withModeColor = true;
+    auto* styles = new CPBlock(L"plot_style");
+    for (size_t i = 0; i < m_styles.size(); ++i)
+        ok = m_styles[i]->write(*styles, int(i), withModeColor) && ok;
+    if (!root.add(styles)) {
+        delete styles;
+        ok = false;
+    }
+
+    auto* clw = new CPBlock(L"custom_lineweight_table");
+    for (int k = 0; k < CCustomLineweightTable::kSize; ++k)
+        ok = writeCLW(*clw, k) && ok;
+    if (!root.add(clw)) {
+        delete clw;
+        ok = false;
+    }
+    return ok;
+}
+
+bool CPlotStyleTable::initCLW(const CPBlock& block, OdString* error) {
+    ut::plot::BlockCursor entries(block);
+    for (int k = 0; k < CCustomLineweightTable::kSize; ++k) {
+        const OdString key = decimalKey(k);
+        double v = 0;
+        if (!entries.readDouble(key, v)) {
+            if (!anyItem(block, key))
+                continue; // a short table keeps the defaults for the rest
+            if (error)
+                error->format(L"custom_lineweight_table: entry %d %ls", k, problem(block, key, kPNum).c_str());
+            return false;
+        }
+        if (!CCustomLineweightTable::checkLineWeightRange(v, false)) {
+            OdString what;
+            what.format(L"custom lineweight %d", k);
+            CCustomLineweightTable::checkLineWeightRange(v, what, true);
+        }
+        m_lineWeights.set(k, v);
+    }
+    return true;
+}
+
+bool CPlotStyleTable::initAci(const CPBlock& block, OdString* error) {
+    std::unordered_map<std::wstring_view, CPlotStyle*> byName;
+    byName.reserve(m_styles.size());
+    for (const auto& s : m_styles)
+        byName.emplace(s->name().str(), s.get());
+    m_aci.clear();
+    ut::plot::BlockCursor entries(block);
+    for (int k = 0; k < CAciTable::kSize; ++k) {
+        const OdString key = decimalKey(k);
+        auto* entry = static_cast<const CPStr*>(entries.find(key, kPStr));
+        if (!entry) {
+            // A named table may map only some colours; a colour-dependent one
+            // must map them all or objects of a colour would have no pen.
+            if (!m_useAci && !anyItem(block, key))
+                continue;
+            if (error)
+                error->format(L"aci_table: entry %d %ls", k, problem(block, key, kPStr).c_str());
+            return false;
+        }
+        auto it = byName.find(entry->value().str());
+        if (it == byName.end()) {
+            if (error)
+                error->format(L"aci_table: entry %d names the style \"%ls\", which does not exist", k,
+                              entry->value().c_str());
+            return false;
+        }
+        m_aci.set(k + 1, it->second);
+    }
+    return true;
+}
+
+bool CPlotStyleTable::init(CPIAParser& parser, OdString* error) {
+    OdString scratch;
+    if (!error)
+        error = &scratch;
+    m_styles.clear();
+    m_aci.clear();
+    const CPBlock* root = parser.root();
+    if (!root) {
+        *error = L"the file holds no parameter text";
+        return false;
+    }
+    const CPBlock& r = *root;
+    bool available = false, haveAvailable = false;
+    if (!optionalKey(r, L"description", kPStr, [&] { return readStr(r, L"description", m_description); }, error) ||
+        !optionalKey(r, L"aci_table_available", kPBool,
+                     [&] { return haveAvailable = readFlag(r, L"aci_table_available", available); }, error) ||
+        !optionalKey(r, L"scale_factor", kPNum, [&] { return readDouble(&r, L"scale_factor", m_scaleFactor); },
+                     error) ||
+        !optionalKey(r, L"apply_factor", kPBool, [&] { return readFlag(r, L"apply_factor", m_applyFactor); }, error) ||
+        !optionalKey(r, L"custom_lineweight_display_units", kPNum,
+                     [&] { return readInt(&r, L"custom_lineweight_display_units", m_lineWeightUnits); }, error))
+        return false;
+
+    const CPBlock* styles = r.findBlock(L"plot_style");
+    if (!styles) {
+        *error = L"there is no \"plot_style\" block";
+        return false;
+    }
+    size_t count = 0;
+    for (const CPItem* item : styles->items())
+        count += item->kind() == kPBlock;
+    if (count > size_t(kMaxStyles)) {
+        error->format(L"plot_style holds %zu styles; at most %d are accepted", count, kMaxStyles);
+        return false;
+    }
+    m_styles.reserve(count);
+    // Views into the names of styles already kept; those stay put (each style
+    // lives in its own allocation) while the list grows.
+    std::unordered_map<std::wstring_view, const CPItem*> seen;
+    seen.reserve(count);
+    for (const CPItem* item : styles->items()) {
+        if (item->kind() != kPBlock)
+            continue;
+        auto s = std::make_unique<CPlotStyle>();
+        OdString badKey;
+        const auto& block = *static_cast<const CPBlock*>(item);
+        if (!s->init(block, &badKey)) {
+            OdString who = item->name();
+            if (!s->name().isEmpty())
+                who += OdString(L" (\"") + s->name() + L"\")";
+            error->format(L"plot_style %ls: key \"%ls\" %ls", who.c_str(), badKey.c_str(),
+                          problem(block, badKey, styleKeyKind(badKey)).c_str());
+            return false;
+        }
+        auto [it, fresh] = seen.emplace(s->name().str(), item);
+        if (!fresh) {
+            error->format(L"plot_style %ls and %ls share the name \"%ls\"", it->second->name().c_str(),
+                          item->name().c_str(), s->name().c_str());
+            return false;
+        }
+        m_styles.push_back(std::move(s));
+    }
+
+    const CPBlock* aci = r.findBlock(L"aci_table");
+    if (!haveAvailable)
+        available = aci != nullptr;
+    switch (m_expected) {
+    case Kind::ColourDependent: m_useAci = true; break;
+    case Kind::Named: m_useAci = false; break;
+    case Kind::Unknown: m_useAci = available && aci; break;
+    }
+    m_hasAci = available;
+    if (aci && !initAci(*aci, error))
+        return false;
+    if (m_useAci) {
+        if (!aci) {
+            // Tables without the block map colour index k to the k-th style.
+            if (size() < CAciTable::kSize) {
+                error->format(L"a colour-dependent table needs an aci_table or %d styles, not %d", CAciTable::kSize,
+                              size());
+                return false;
+            }
+            for (int k = 1; k <= CAciTable::kSize; ++k)
+                m_aci.set(k, style(k - 1));
+        }
+        m_hasAci = true;
+    }
+
+    if (const CPBlock* clw = r.findBlock(L"custom_lineweight_table"))
+        if (!initCLW(*clw, error))
+            return false;
+    return true;
+}
+
+// ---------------------------------------------------------------- files
+
+CPlotStyleTable* CPlotStyleTable::load(const wchar_t* path, OdString& error) {
+    if (!path || !*path) {
+        error = L"no file name";
+        return nullptr;
+    }
+    CPIAParser parser;
+    if (!parser.parse(path)) {
+        const wchar_t* why = parser.errorText();
+        if (parser.errorLine() > 0)
+            error.format(L"line %d of the parameter text: %ls", parser.errorLine(),
+                         why && *why ? why : L"cannot be parsed");
+        else if (why && *why)
+            error = why;
+        else
+            error = parser.root() ? L"the parameter text cannot be parsed" : L"the file cannot be opened";
+        return nullptr;
+    }
+    auto table = std::make_unique<CPlotStyleTable>();
+    const ut::FileName name{OdString(path)};
+    if (name.hasExt(L"ctb"))
+        table->m_expected = Kind::ColourDependent;
+    else if (name.hasExt(L"stb"))
+        table->m_expected = Kind::Named;
+    if (!table->init(parser, &error))
+        return nullptr;
+    table->m_expected = Kind::Unknown;
+    return table.release();
+}
+
+CPlotStyleTable* CPlotStyleTable::read(const wchar_t* path, OdString* error) {
+    OdString reason;
+    CPlotStyleTable* t = load(path, reason);
+    if (!t && error)
+        *error = reason;
+    return t;
+}
+
+CPlotStyleTable* CPlotStyleTable::read(const wchar_t* path) {
+    OdString reason;
+    CPlotStyleTable* t = load(path, reason);
+    if (!t)
+        ut::logError(kSource, "CPlotStyleTable::read", L"%ls: %ls", path ? path : L"", reason.c_str());
+    return t;
+}
+
+bool CPlotStyleTable::write(const wchar_t* path) const {
+    if (!path || !*path)
+        return false;
+    CPBlock root(L"");
+    if (!writeToBlock(root)) {
+        ut::logError(kSource, "CPlotStyleTable::write", L"%ls: the table cannot be laid out", path);
+        return false;
+    }
+    CPIAFileOut out;
+    int rc = out.open();
+    if (rc == 0) {
+        out.setFileType(ut::FileName(OdString(path)).hasExt(L"ctb") ? CPIAFileOut::kColorTable
+                                                                     : CPIAFileOut::kNamedTable);
+        out.writeBlock(&root);
+        rc = out.close(path);
+    }
+    if (rc != 0)
+        ut::logError(kSource, "CPlotStyleTable::write", L"%ls: cannot be written (result %d)", path, rc);
+    return rc == 0;
+}
