@@ -1,12 +1,11 @@
 // The parameter-file container: a 60-byte header and a zlib stream of the text.
 // CPIAFileIn turns a container into text lines, CPIAFileOut prints a block tree
-// and writes the container. Both pass through temporary "pia" files that never
-// outlive the call that made them.
+// into a temporary "pia" text file and writes the container from it; that file
+// never outlives the writer.
 #include <algorithm>
 #include <cstring>
 #include <string>
 #include <string_view>
-#include <vector>
 
 #include "plot/pia_text.h"
 #include "plot/zlib_engine_impl.h"
