@@ -25,6 +25,7 @@
 #include <zlib.h>
 
 #include "pia.h"
+#include "pia_floor.h"
 #include "platform/codepage.h"
 
 namespace {
@@ -32,35 +33,11 @@ namespace {
 const std::string kTable = std::string(DRUTILS_BENCH_DATA) + "/color-dependent-factory.ctb";
 std::string g_outDir;
 
-std::string readBytes(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    std::ostringstream ss;
-    ss << in.rdbuf();
-    return ss.str();
-}
-
-// The uncompressed length the header records at offset 52.
-uLongf textLength(const std::string& bytes) {
-    uLongf n = 0;
-    for (int i = 55; i >= 52; --i)
-        n = (n << 8) | static_cast<unsigned char>(bytes[size_t(i)]);
-    return n;
-}
-
 std::wstring wide(const std::string& s) { return ut::platform::utf8ToWide(s); }
 
 void BM_ReadFloor(benchmark::State& state) {
-    for (auto _ : state) {
-        const std::string bytes = readBytes(kTable);
-        uLongf size = textLength(bytes);
-        std::string text(size, '\0');
-        uncompress(reinterpret_cast<Bytef*>(text.data()), &size, reinterpret_cast<const Bytef*>(bytes.data()) + 60,
-                   uLong(bytes.size() - 60));
-        size_t lines = 0;
-        for (size_t i = 0; i < size; ++i)
-            lines += text[i] == '\n';
-        benchmark::DoNotOptimize(lines);
-    }
+    for (auto _ : state)
+        benchmark::DoNotOptimize(bench::loadFloor(kTable));
 }
 
 void BM_Parse(benchmark::State& state) {
@@ -114,7 +91,7 @@ void BM_TreeFloor(benchmark::State& state) {
 }
 
 void BM_WriteFloor(benchmark::State& state) {
-    const std::string bytes = readBytes(kTable);
+    const std::string bytes = bench::readBytes(kTable);
     std::string text(1u << 20, '\0');
     uLongf size = text.size();
     uncompress(reinterpret_cast<Bytef*>(text.data()), &size, reinterpret_cast<const Bytef*>(bytes.data()) + 60,
@@ -159,28 +136,6 @@ BENCHMARK(BM_Parse)->Unit(benchmark::kMicrosecond);
 BENCHMARK(BM_WriteFloor)->Unit(benchmark::kMicrosecond);
 BENCHMARK(BM_Write)->Unit(benchmark::kMicrosecond);
 
-// Keeps, per benchmark, the best real and CPU time per iteration over the
-// repetitions: the machine is shared, and the minimum is the figure least
-// disturbed by other work.
-class Collector : public benchmark::ConsoleReporter {
-public:
-    struct Best {
-        double real = -1, cpu = -1;
-    };
-    std::map<std::string, Best> best;
-    void ReportRuns(const std::vector<Run>& runs) override {
-        for (const Run& r : runs) {
-            if (r.error_occurred || r.iterations <= 0 || r.run_type != Run::RT_Iteration)
-                continue;
-            Best& b = best[r.run_name.function_name];
-            const double real = r.real_accumulated_time / double(r.iterations);
-            const double cpu = r.cpu_accumulated_time / double(r.iterations);
-            b.real = b.real < 0 ? real : std::min(b.real, real);
-            b.cpu = b.cpu < 0 ? cpu : std::min(b.cpu, cpu);
-        }
-        ConsoleReporter::ReportRuns(runs);
-    }
-};
 
 } // namespace
 
@@ -191,28 +146,15 @@ int main(int argc, char** argv) {
         return 1;
     g_outDir = dirTemplate;
 
-    // Five repetitions unless asked otherwise; the ratios use the best of them.
-    std::vector<char*> args(argv, argv + argc);
-    std::string repetitions = "--benchmark_repetitions=5";
-    bool given = false;
-    for (int i = 1; i < argc; ++i)
-        given = given || std::strncmp(argv[i], "--benchmark_repetitions", 23) == 0;
-    if (!given)
-        args.push_back(repetitions.data());
-    int count = int(args.size());
-    benchmark::Initialize(&count, args.data());
-    Collector collector;
-    benchmark::RunSpecifiedBenchmarks(&collector);
-    benchmark::Shutdown();
+    // The ratios use the best of the repetitions.
+    bench::BestOfReporter collector;
+    bench::runRepeated(argc, argv, collector);
     std::remove((g_outDir + "/floor.ctb").c_str());
     std::remove((g_outDir + "/written.ctb").c_str());
     rmdir(g_outDir.c_str());
 
-    auto at = [&](const char* name) {
-        auto it = collector.best.find(name);
-        return it == collector.best.end() ? Collector::Best{} : it->second;
-    };
-    const Collector::Best readFloor = at("BM_ReadFloor"), treeFloor = at("BM_TreeFloor"), parse = at("BM_Parse"),
+    auto at = [&](const char* name) { return collector.best(name); };
+    const bench::BestOfReporter::Best readFloor = at("BM_ReadFloor"), treeFloor = at("BM_TreeFloor"), parse = at("BM_Parse"),
                           writeFloor = at("BM_WriteFloor"), write = at("BM_Write");
     auto ratio = [](double a, double b) { return a > 0 && b > 0 ? a / b : 0.0; };
     std::printf("\n%s (best of the repetitions; wall clock, and CPU time in brackets)\n", kTable.c_str());

@@ -25,6 +25,7 @@
 #include <wx/init.h>
 
 #include "pia.h"
+#include "pia_floor.h"
 #include "plotstyletable.h"
 #include "platform/codepage.h"
 
@@ -32,29 +33,9 @@ namespace {
 
 const std::string kTable = std::string(DRUTILS_BENCH_DATA) + "/color-dependent-factory.ctb";
 
-// The floor of the parameter-files benchmark, the same work: the file into
-// memory, its stream inflated in one call (to the length the header records),
-// the lines counted.
-size_t floorLoad(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    const std::string file((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-    if (file.size() < 60)
-        return 0;
-    uLongf size = 0;
-    for (int i = 55; i >= 52; --i)
-        size = (size << 8) | static_cast<unsigned char>(file[size_t(i)]);
-    std::string text(size, '\0');
-    uncompress(reinterpret_cast<Bytef*>(text.data()), &size, reinterpret_cast<const Bytef*>(file.data()) + 60,
-               uLong(file.size() - 60));
-    size_t lines = 0;
-    for (size_t i = 0; i < size; ++i)
-        lines += text[i] == '\n';
-    return lines;
-}
-
 void BM_Floor(benchmark::State& state) {
     for (auto _ : state)
-        benchmark::DoNotOptimize(floorLoad(kTable));
+        benchmark::DoNotOptimize(bench::loadFloor(kTable));
 }
 BENCHMARK(BM_Floor)->Unit(benchmark::kMicrosecond);
 
@@ -103,32 +84,10 @@ void BM_Ctb2Stb(benchmark::State& state) {
 }
 BENCHMARK(BM_Ctb2Stb)->Unit(benchmark::kMicrosecond);
 
-// Keeps, per benchmark, the best real and CPU time per iteration over the
-// repetitions: the machine these run on is shared, and the minimum is the
-// figure least disturbed by other work.
-class Collector : public benchmark::ConsoleReporter {
-public:
-    struct Best {
-        double real = -1, cpu = -1;
-    };
-    std::map<std::string, Best> best;
-    void ReportRuns(const std::vector<Run>& runs) override {
-        for (const Run& r : runs) {
-            if (r.error_occurred || r.iterations <= 0 || r.run_type != Run::RT_Iteration)
-                continue;
-            Best& b = best[r.run_name.function_name];
-            const double real = r.real_accumulated_time / double(r.iterations);
-            const double cpu = r.cpu_accumulated_time / double(r.iterations);
-            b.real = b.real < 0 ? real : std::min(b.real, real);
-            b.cpu = b.cpu < 0 ? cpu : std::min(b.cpu, cpu);
-        }
-        ConsoleReporter::ReportRuns(runs);
-    }
-};
 
 // Seconds per load with ezdxf (best of three rounds, wall clock and CPU), or
 // negative values when it cannot be run.
-Collector::Best ezdxfSeconds(int loads) {
+bench::BestOfReporter::Best ezdxfSeconds(int loads) {
     const std::string cmd = "/usr/bin/python3 -c '"
                             "import sys, time\n"
                             "from ezdxf.addons import acadctb\n"
@@ -143,7 +102,7 @@ Collector::Best ezdxfSeconds(int loads) {
                             "print(min(wall), min(cpu))\n"
                             "' '" +
                             kTable + "' " + std::to_string(loads) + " 2>/dev/null";
-    Collector::Best s;
+    bench::BestOfReporter::Best s;
     FILE* p = popen(cmd.c_str(), "r");
     if (!p)
         return s;
@@ -158,25 +117,12 @@ Collector::Best ezdxfSeconds(int loads) {
 
 int main(int argc, char** argv) {
     wxInitializer wx;
-    // Five repetitions unless asked otherwise; the ratios use the best of them.
-    std::vector<char*> args(argv, argv + argc);
-    std::string repetitions = "--benchmark_repetitions=5";
-    bool given = false;
-    for (int i = 1; i < argc; ++i)
-        given = given || std::strncmp(argv[i], "--benchmark_repetitions", 23) == 0;
-    if (!given)
-        args.push_back(repetitions.data());
-    int count = int(args.size());
-    benchmark::Initialize(&count, args.data());
-    Collector collector;
-    benchmark::RunSpecifiedBenchmarks(&collector);
-    benchmark::Shutdown();
+    // The ratios use the best of the repetitions.
+    bench::BestOfReporter collector;
+    bench::runRepeated(argc, argv, collector);
 
-    auto at = [&](const char* name) {
-        auto it = collector.best.find(name);
-        return it == collector.best.end() ? Collector::Best{} : it->second;
-    };
-    const Collector::Best floorTime = at("BM_Floor"), parseTime = at("BM_Parse"), readTime = at("BM_Read"),
+    auto at = [&](const char* name) { return collector.best(name); };
+    const bench::BestOfReporter::Best floorTime = at("BM_Floor"), parseTime = at("BM_Parse"), readTime = at("BM_Read"),
                           convertTime = at("BM_Ctb2Stb"), ezdxf = ezdxfSeconds(20);
     auto ratio = [](double a, double b) { return a > 0 && b > 0 ? a / b : 0.0; };
     std::printf("\n%s (best of the repetitions; wall clock, and CPU time in brackets)\n", kTable.c_str());
