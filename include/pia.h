@@ -16,6 +16,9 @@
 // Kind codes of the tree's items; part of an item's identity within a block.
 enum EPItemKind { kPBin = 0, kPBlock = 1, kPBool = 2, kPStr = 3, kPNum = 4 };
 
+// "number", "string"... for messages that say which kind was found or expected.
+DRUTILS_API const wchar_t* itemKindName(int kind);
+
 class DRUTILS_API CPItem {
 public:
     CPItem(int kind, const wchar_t* name) : m_kind(kind), m_name(name) {}

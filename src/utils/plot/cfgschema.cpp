@@ -6,17 +6,6 @@
 
 namespace {
 
-const wchar_t* kindWord(int kind) {
-    switch (kind) {
-    case kPBin: return L"binary value";
-    case kPBlock: return L"block";
-    case kPBool: return L"boolean";
-    case kPStr: return L"string";
-    case kPNum: return L"number";
-    }
-    return L"item";
-}
-
 int hexDigit(wchar_t c) {
     if (c >= L'0' && c <= L'9')
         return c - L'0';
@@ -147,7 +136,7 @@ const CPItem* BlockReader::findTyped(const wchar_t* key, int kind, const wchar_t
     // means the key itself is wrong.
     for (int other : {kPBin, kPBool, kPStr, kPNum}) {
         if (other != kind && m_block->find(key, other)) {
-            ok = fail(L"key", key, std::wstring(L"is a ") + kindWord(other) + L", not a " + expected);
+            ok = fail(L"key", key, std::wstring(L"is a ") + itemKindName(other) + L", not a " + expected);
             return nullptr;
         }
     }

@@ -8,6 +8,17 @@
 
 CPItem::~CPItem() = default;
 
+const wchar_t* itemKindName(int kind) {
+    switch (kind) {
+    case kPBin: return L"binary value";
+    case kPBlock: return L"block";
+    case kPBool: return L"boolean";
+    case kPStr: return L"string";
+    case kPNum: return L"number";
+    }
+    return L"item";
+}
+
 namespace {
 
 // Widens ASCII digits, sign and point.

@@ -16,17 +16,6 @@ namespace {
 
 const char kSource[] = "src/utils/plot/plotstyletable";
 
-const wchar_t* kindName(int kind) {
-    switch (kind) {
-    case kPBin: return L"binary value";
-    case kPBlock: return L"block";
-    case kPBool: return L"boolean";
-    case kPStr: return L"string";
-    case kPNum: return L"number";
-    }
-    return L"item";
-}
-
 // The kind each key of a style block is stored as.
 int styleKeyKind(const OdString& key) {
     if (key == L"adaptive_linetype")
@@ -53,7 +42,7 @@ OdString problem(const CPBlock& b, const wchar_t* key, int kind) {
         else
             r = L"cannot be read";
     } else if (auto* other = anyItem(b, key)) {
-        r.format(L"is a %ls where a %ls belongs", kindName(other->kind()), kindName(kind));
+        r.format(L"is a %ls where a %ls belongs", itemKindName(other->kind()), itemKindName(kind));
     } else {
         r = L"is missing";
     }
