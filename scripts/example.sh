@@ -1,12 +1,23 @@
 #!/usr/bin/env bash
-# The main job: installs what is missing, builds, and runs the drutils tool on a
-# real example.
+# The main job: installs what is missing, builds, and runs the drutils tool on
+# real files written by other CAD programs (tests/data): a plot style table shown,
+# converted to a named table and drawn as a swatch sheet, a printer configuration
+# shown, a drawing's lock files read.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 scripts/install-deps.sh
 scripts/build.sh build -DCMAKE_BUILD_TYPE=RelWithDebInfo
 tool=build/tools/drutils/drutils
+out=${DRUTILS_EXAMPLE_OUT:-build/example}
+mkdir -p "$out"
 set -x
 "$tool" --version
-"$tool" name check "Layer 1" "A*B" "\\U+00C4rger"
-"$tool" path info "$PWD/tests/../README.md"
+"$tool" pia check tests/data/*.ctb tests/data/*.stb tests/data/*.pc3
+"$tool" style show tests/data/color-dependent-custom.ctb
+"$tool" style convert tests/data/color-dependent-custom.ctb "$out/converted.stb"
+"$tool" style show "$out/converted.stb"
+"$tool" style render tests/data/color-dependent-custom.ctb "$out/swatches.svg"
+"$tool" pc3 show tests/data/printer-hpgl-extra-blocks.pc3
+cp tests/data/drawing.dwl tests/data/drawing.dwl2 "$out"/ && : >"$out/drawing.dwg"
+"$tool" lock status "$out/drawing.dwg"
+"$tool" name check "Layer 1" "\\U+00C4rger"
