@@ -141,7 +141,8 @@ BENCHMARK(BM_PlainPool2)
 } // namespace
 
 int main(int argc, char** argv) {
-    // The queue's workers are toolkit threads, which need the toolkit set up.
+    // Set up as in the application: a worker reports a failing task through the
+    // toolkit's log.
     wxInitializer wx;
     if (!wx.IsOk())
         return 1;

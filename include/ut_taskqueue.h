@@ -76,11 +76,11 @@ public:
     // maxThreads below 1 is taken as 1. No thread is started yet.
     explicit TaskQueue(int maxThreads);
     // Stops the queue: no worker takes another task; waits until the tasks already
-    // running have returned and the worker threads have ended; releases the tasks
-    // that never ran (deleting those that nobody else holds). Destroying the queue
-    // from inside one of its own tasks is allowed: it then waits for the other
-    // workers only, and the calling worker frees what is left of the queue when
-    // its task returns (so do not shut the toolkit down in that moment).
+    // running have returned and every worker thread is done with the queue;
+    // releases the tasks that never ran (deleting those that nobody else holds).
+    // Destroying the queue from inside one of its own tasks is allowed: it then
+    // waits for the other workers only, and the calling worker frees what is left
+    // of the queue when its task returns.
     ~TaskQueue();
     TaskQueue(const TaskQueue&) = delete;
     TaskQueue& operator=(const TaskQueue&) = delete;

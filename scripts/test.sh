@@ -46,7 +46,7 @@ echo "== task queue under ThreadSanitizer (its suite only, to keep this step che
 scripts/build.sh build-tsan -DCMAKE_BUILD_TYPE=Debug -DDRUTILS_SANITIZE=thread \
     -DDRUTILS_BUILD_BENCH=OFF --target test_taskqueue
 # halt_on_error: a reported race fails the run instead of scrolling past.
-if TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1:suppressions=$PWD/tests/tsan.supp \
+if TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1 \
     build-tsan/tests/test_taskqueue; then
     passed=$((passed + 1))
 else

@@ -2,11 +2,14 @@
 
 #include <cxxabi.h>
 
+#include <chrono>
+#include <condition_variable>
 #include <deque>
 #include <exception>
+#include <mutex>
 #include <new>
-
-#include <wx/thread.h>
+#include <system_error>
+#include <thread>
 
 #include "ut_log.h"
 
@@ -18,16 +21,16 @@ const char kFile[] = "src/utils/ut_taskqueue";
 
 // A waiter re-checks the counts at least this often, so that a worker which could
 // not be started, or a wake-up that went astray, costs a delay and never a hang.
-const long kRecheckMs = 1000;
+const std::chrono::milliseconds kRecheck{1000};
 
 } // namespace
 
 // The queue and its workers share this object. A worker still touches it after the
-// last point the queue's destructor waits for (it reports its end from OnExit,
-// leaves the mutex, and only then does the toolkit delete the thread object), and
-// a task that destroys its own queue goes on running on a worker of that queue;
-// each worker therefore holds a reference, and whoever drops the last one
-// destroys the locks. Nothing is destroyed while a thread can still reach it.
+// last point the queue's destructor waits for (it reports its end, leaves the
+// mutex, and only then drops its reference), and a task that destroys its own
+// queue goes on running on a worker of that queue; each worker therefore holds a
+// reference, and whoever drops the last one destroys the locks. Nothing is
+// destroyed while a thread can still reach it.
 struct TaskQueue::Impl {
     explicit Impl(int maxThreads) : maxThreads(maxThreads < 1 ? 1 : maxThreads) {}
     Impl(const Impl&) = delete;
@@ -41,7 +44,7 @@ struct TaskQueue::Impl {
 
     // Guards the pending list, the decision how many workers to start and the
     // workers' take-or-leave step. Never entered recursively.
-    wxCriticalSection section{wxCRITSEC_NON_RECURSIVE};
+    std::mutex section;
     const int maxThreads;
     // Read without the section by waiters, the destructor and isCancelled.
     std::atomic<int32_t> running{0};
@@ -49,29 +52,28 @@ struct TaskQueue::Impl {
     // Wakes waitAllTasks and the destructor. The counts they wait on are read
     // while this mutex is held and the workers broadcast while holding it, so a
     // broadcast cannot slip in between a waiter's check and its wait.
-    wxMutex mutex;
-    wxCondition condition{mutex};
+    std::mutex mutex;
+    std::condition_variable condition;
     // Each entry holds one reference to its task.
     std::deque<Task*> pending;
     // pending.size(), kept beside the list (under the section) so that waiters can
     // read it without entering the section while they hold the mutex: the workers
     // take the two in the other order.
     std::atomic<int32_t> pendingCount{0};
-    // Worker threads made and not yet handed back to the toolkit. A worker leaves
-    // the running count before its thread has finished: the toolkit still runs
-    // code of its own on that thread (and deletes the thread object), and if the
-    // application shut the toolkit down in that moment the thread would crash
-    // in its remains. The destructor waits for this count as well, so that once a
-    // queue is gone none of its threads is in that window.
+    // Worker threads made and not yet finished with the queue. The running count
+    // misses a worker twice: before its thread has begun (it counts itself in
+    // only then) and after it has counted itself out but is still on its way
+    // out. The destructor waits for this count as well, so that once it returns
+    // every thread of the queue has done all it had to do with it.
     std::atomic<int32_t> threads{0};
 
     // The take-or-leave step of a worker: the next task with one reference for the
     // worker, or null, in which case the worker has already counted itself out.
     Task* takeNext();
-    // Waits, at most kRecheckMs at a time, until done() holds; done() is evaluated
+    // Waits, at most kRecheck at a time, until done() holds; done() is evaluated
     // with the mutex held.
     template <class Done> void waitUntil(Done done);
-    // A worker thread is done with the toolkit's bookkeeping, or failed to start.
+    // A worker thread has finished with the queue, or failed to start.
     void threadEnded();
 };
 
@@ -81,43 +83,40 @@ namespace {
 // threads that are not running a task of any queue.
 thread_local const TaskQueue::Impl* t_currentQueue = nullptr;
 
-// A detached toolkit thread: it deletes itself when Entry returns.
-class TaskThread final : public wxThread, public TaskContext {
+// What a worker thread runs. The thread owns it and destroys it once run has
+// returned, so a detached worker needs nobody to delete it; its reference keeps
+// the shared state alive until then.
+class TaskThread final : public TaskContext {
 public:
-    explicit TaskThread(std::shared_ptr<TaskQueue::Impl> queue)
-        : wxThread(wxTHREAD_DETACHED), m_queue(std::move(queue)) {}
+    explicit TaskThread(std::shared_ptr<TaskQueue::Impl> queue) : m_queue(std::move(queue)) {}
 
     bool isCancelled() const override { return m_queue->stopped.load() != 0; }
 
-protected:
-    ExitCode Entry() override;
-    // Called by the toolkit after it has registered the thread as ending (its
-    // shutdown then waits for the thread) and before it deletes the object.
-    void OnExit() override { m_queue->threadEnded(); }
+    void run();
 
 private:
     std::shared_ptr<TaskQueue::Impl> m_queue;
 };
 
 // A throwing task must not take the worker with it: the exception would end the
-// process (nothing above Entry may let it pass), and even if it did not, the
-// running count would never come down and every waiter would wait for ever.
+// process (nothing above the thread function may let it pass), and even if it
+// did not, the running count would never come down and every waiter would wait
+// for ever.
 void runCaught(Task& task, TaskContext& context) {
     try {
         task.run(context);
     } catch (abi::__forced_unwind&) {
         throw; // thread cancellation must unwind to the end, never be swallowed
     } catch (const std::exception& e) {
-        logError(kFile, "ut::TaskThread::Entry", "a task failed with an exception and was abandoned: %s",
-                 e.what());
+        logError(kFile, "ut::TaskThread::run", "a task failed with an exception and was abandoned: %s", e.what());
     } catch (...) {
-        logError(kFile, "ut::TaskThread::Entry", "a task failed with an unknown exception and was abandoned");
+        logError(kFile, "ut::TaskThread::run", "a task failed with an unknown exception and was abandoned");
     }
 }
 
-wxThread::ExitCode TaskThread::Entry() {
+void TaskThread::run() {
     TaskQueue::Impl& queue = *m_queue;
-    // Counted only now, not when the thread object was made (see addTask).
+    // Counted only now, not when the thread was made (see addTask).
     queue.running.fetch_add(1);
     t_currentQueue = &queue;
     while (Task* task = queue.takeNext()) {
@@ -125,20 +124,18 @@ wxThread::ExitCode TaskThread::Entry() {
         task->release();
     }
     t_currentQueue = nullptr;
-    return nullptr;
+    queue.threadEnded();
 }
 
-// Creation or start may fail (no memory, thread limit); the task stays pending for
-// a later worker, and waiters keep re-checking.
+// Creation may fail (no memory, thread limit); the task stays pending for a later
+// worker, and waiters keep re-checking.
 void startWorker(const std::shared_ptr<TaskQueue::Impl>& queue) {
-    auto* thread = new (std::nothrow) TaskThread(queue);
-    if (!thread)
-        return;
     queue->threads.fetch_add(1);
-    // A detached thread that did not start is still ours to delete; once it has
-    // started it may already have ended and deleted itself, so it is not touched.
-    if (thread->Run() != wxTHREAD_NO_ERROR) {
-        delete thread;
+    try {
+        std::thread([worker = TaskThread(queue)]() mutable { worker.run(); }).detach();
+    } catch (const std::system_error&) {
+        queue->threadEnded();
+    } catch (const std::bad_alloc&) {
         queue->threadEnded();
     }
 }
@@ -146,7 +143,7 @@ void startWorker(const std::shared_ptr<TaskQueue::Impl>& queue) {
 } // namespace
 
 Task* TaskQueue::Impl::takeNext() {
-    wxCriticalSectionLocker lock(section);
+    std::lock_guard<std::mutex> lock(section);
     if (!pending.empty() && stopped.load() == 0) {
         // The list's reference becomes the worker's.
         Task* task = pending.front();
@@ -157,21 +154,21 @@ Task* TaskQueue::Impl::takeNext() {
     // Leaving in the same locked step that saw the list empty: an addTask after
     // this sees the smaller count and starts a worker of its own.
     running.fetch_sub(1);
-    wxMutexLocker wake(mutex);
-    condition.Broadcast();
+    std::lock_guard<std::mutex> wake(mutex);
+    condition.notify_all();
     return nullptr;
 }
 
 template <class Done> void TaskQueue::Impl::waitUntil(Done done) {
-    wxMutexLocker lock(mutex);
+    std::unique_lock<std::mutex> lock(mutex);
     while (!done())
-        condition.WaitTimeout(kRecheckMs);
+        condition.wait_for(lock, kRecheck);
 }
 
 void TaskQueue::Impl::threadEnded() {
     threads.fetch_sub(1);
-    wxMutexLocker wake(mutex);
-    condition.Broadcast();
+    std::lock_guard<std::mutex> wake(mutex);
+    condition.notify_all();
 }
 
 TaskContext::~TaskContext() = default;
@@ -205,7 +202,7 @@ TaskQueue::~TaskQueue() {
 
     std::deque<Task*> neverRun;
     {
-        wxCriticalSectionLocker lock(queue.section);
+        std::lock_guard<std::mutex> lock(queue.section);
         neverRun.swap(queue.pending);
         queue.pendingCount.store(0);
     }
@@ -220,7 +217,7 @@ void TaskQueue::addTask(Task* task) {
         return;
     }
     Impl& queue = *m_pImpl;
-    wxCriticalSectionLocker lock(queue.section);
+    std::lock_guard<std::mutex> lock(queue.section);
     // The temporary reference is held while the entry is made. Should that fail,
     // dropping it deletes a task that nobody else holds, unrun.
     task->addRef();
