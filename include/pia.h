@@ -188,8 +188,10 @@ public:
     ~CPIAFileIn() override;
     // 0, -2, or the result of decompress (kTooLarge when the text passes the limit;
     // a file shorter than its 60-byte header gives zlib's Z_BUF_ERROR). The header
-    // is skipped unchecked: not its text, checksum or lengths. The text is held in
-    // memory until close or the next open; no file is left behind.
+    // is skipped unchecked: not its text, checksum or lengths. When no zlib stream
+    // starts after 60 bytes but one starts after 72 (the header's numbers written
+    // 8 bytes wide, as some 64-bit writers do), the stream is read from there. The
+    // text is held in memory until close or the next open; no file is left behind.
     int open(const wchar_t* path);
     // Next line without its line feed (at most 511 bytes of the file each), owned
     // by the reader until the next call; null at the end.

@@ -609,6 +609,61 @@ TEST_F(Pia, WritingReplacesTheDestinationAtomically) {
     EXPECT_EQ((std::vector<std::string>{"adir", "link.ctb", "table.ctb", "tmp"}), dir.entries());
 }
 
+// Files whose header holds its three numbers 8 bytes wide, as some 64-bit
+// writers make them: the stream starts at 72, whatever the 12 extra bytes hold.
+// Where a stream starts at 60 it is read from there, even when the bytes at 72
+// happen to look like the start of another.
+TEST_F(Pia, ReaderFindsTheStreamAfterAWideHeader) {
+    const std::string text = "a=1\nb{\n c=\"x\n}\n";
+    const std::string narrow = containerOf(text);
+    auto widened = [&](const std::string& extra) { return narrow.substr(0, 60) + extra + narrow.substr(60); };
+
+    // Stored (level 0): the text lies unchanged 7 bytes into the stream, so its
+    // 6th and 7th bytes sit at 72 and 73; "x^" there is a valid zlib start.
+    const std::string decoy = "d=\"abx^y\n";
+    unsigned long size = ZlibEngine::compressedSize(decoy.size());
+    std::string stored(size, '\0');
+    ASSERT_EQ(Z_OK, ZlibEngine::compressMemory(reinterpret_cast<uint8_t*>(stored.data()), &size,
+                                               reinterpret_cast<const uint8_t*>(decoy.data()), decoy.size(), 0));
+    stored.resize(size);
+    const std::string decoyFile = narrow.substr(0, 60) + stored;
+    ASSERT_EQ("x^", decoyFile.substr(72, 2));
+
+    std::string wideCorrupt = widened(std::string(12, '\0'));
+    wideCorrupt.replace(76, 6, 6, '\xFF');
+    const struct {
+        const char* what;
+        std::string bytes;
+        int result;
+        std::string text;
+    } rows[] = {
+        {"60-byte header", narrow, 0, text},
+        {"72-byte header, high halves zero", widened(std::string(12, '\0')), 0, text},
+        {"72-byte header, other bytes in 60..71", widened("\xA5\x01\x02\x03\x04\x05\x06\x07\x08\x09\x0A\x0B"), 0, text},
+        {"stream at 60 wins over one at 72", decoyFile, 0, decoy},
+        // Failures keep their codes: a broken stream after the wide header is zlib's
+        // data error, and one cut short is zlib's buffer error, as at 60.
+        {"72-byte header, broken stream", wideCorrupt, Z_DATA_ERROR, ""},
+        {"72-byte header, cut short", widened(std::string(12, '\0')).substr(0, 76), Z_BUF_ERROR, ""},
+        {"nothing at 60 or 72", narrow.substr(0, 60) + std::string(40, '\x55'), Z_DATA_ERROR, ""},
+    };
+    for (const auto& r : rows) {
+        SCOPED_TRACE(r.what);
+        const std::string path = writeContainer("wide.ctb", r.bytes);
+        CPIAFileIn in;
+        ASSERT_EQ(r.result, in.open(W(path)));
+        if (r.result != 0)
+            continue;
+        std::string got;
+        while (const wchar_t* line = in.readLine())
+            got += U(line) + (in.lineEnded() ? "\n" : "");
+        EXPECT_EQ(r.text, got);
+        EXPECT_EQ(100, in.percent());
+        CPIAParser parser;
+        EXPECT_TRUE(parser.parse(W(path)));
+    }
+}
+
 // ---------------------------------------------------------------- engine
 
 TEST_F(Pia, EngineResultCodesAndHooks) {

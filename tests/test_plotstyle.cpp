@@ -948,15 +948,17 @@ namespace {
 
 // ezdxf's own plot style module, driven from Python: "dump FILE" prints what it
 // reads, "make FILE" writes a table of its own and prints what it put in. One
-// line per style, tab-separated.
+// line per style, tab-separated. ezdxf packs the header's three numbers with the
+// native "LLL": 8 bytes each on 64-bit Linux, a 72-byte header that ezdxf itself
+// does not read back. "make4 FILE" writes the same table with them packed in 4
+// bytes little-endian, the layout ezdxf writes on Windows.
 const char kEzdxfScript[] = R"PY(
 import struct, sys
 from ezdxf.addons import acadctb
 
-# ezdxf packs the header's three numbers with the native "LLL", 8 bytes each on
-# 64-bit Linux, so its files there have a 72-byte header that no reader (ezdxf
-# included) opens. Packed little-endian in 4 bytes, as on Windows.
-acadctb.pack = lambda fmt, *values: struct.pack("<" + fmt, *values)
+mode, path = sys.argv[1], sys.argv[2]
+if mode == "make4":
+    acadctb.pack = lambda fmt, *values: struct.pack("<" + fmt, *values)
 
 def dump(t):
     styles = list(t) if isinstance(t, acadctb.ColorDependentPlotStyles) else list(t.values())
@@ -969,7 +971,6 @@ def dump(t):
               s.linetype, int(bool(s.adaptive_linetype)), s.lineweight, s.fill_style, s.end_style,
               s.join_style]))
 
-mode, path = sys.argv[1], sys.argv[2]
 if mode == "dump":
     dump(acadctb.load(path))
 elif path.endswith(".ctb"):
@@ -1138,9 +1139,11 @@ TEST(EzdxfInterop, TablesWrittenThereLoadHere) {
     if (python.empty())
         GTEST_SKIP() << "python3-ezdxf is not installed (scripts/install-deps.sh installs it)";
     TempDir dir;
-    for (const char* file : {"ezdxf.ctb", "ezdxf.stb"}) {
+    const std::pair<const char*, const char*> made[] = {
+        {"make", "ezdxf.ctb"}, {"make", "ezdxf.stb"}, {"make4", "ezdxf4.ctb"}, {"make4", "ezdxf4.stb"}};
+    for (const auto& [mode, file] : made) {
         Dump d;
-        ASSERT_TRUE(runEzdxf(python, dir, "make", dir.file(file), d));
+        ASSERT_TRUE(runEzdxf(python, dir, mode, dir.file(file), d));
         OdString error;
         std::unique_ptr<CPlotStyleTable> t(CPlotStyleTable::read(dir.wfile(file), &error));
         ASSERT_TRUE(t) << file << ": " << U(error);

@@ -1,4 +1,5 @@
-// The parameter-file container: a 60-byte header and a zlib stream of the text.
+// The parameter-file container: a 60-byte header and a zlib stream of the text
+// (read also after the 72-byte header some writers make on 64-bit systems).
 // CPIAFileIn turns a container into text lines, CPIAFileOut prints a block tree
 // into a temporary "pia" text file and writes the container from it; that file
 // never outlives the writer.
@@ -16,6 +17,8 @@
 namespace {
 
 constexpr int kHeaderSize = 60;
+// The header with its three numbers 8 bytes wide instead of 4.
+constexpr int kWideHeaderSize = 72;
 constexpr int kCompressionLevel = 6;
 // Lines are composed in a buffer of this many wide characters, terminator included.
 constexpr size_t kLineBuffer = 512;
@@ -27,6 +30,12 @@ void putLittleEndian(unsigned char* p, uint32_t v) {
     p[1] = static_cast<unsigned char>(v >> 8);
     p[2] = static_cast<unsigned char>(v >> 16);
     p[3] = static_cast<unsigned char>(v >> 24);
+}
+
+// The two bytes a zlib stream begins with: deflate (method 8) with a window of
+// at most 32 KiB, and the check that makes the pair a multiple of 31.
+bool isZlibHeader(unsigned char cmf, unsigned char flg) {
+    return (cmf & 0x0F) == 8 && (cmf >> 4) <= 7 && (unsigned(cmf) * 256u + flg) % 31u == 0;
 }
 
 const char* typeLetters(int type) {
@@ -60,8 +69,20 @@ int CPIAFileIn::doInflateInit() {
     Impl& d = *m_impl;
     if (!d.source || std::fseek(d.source, kHeaderSize, SEEK_SET) != 0)
         return kFileError;
+    // Some writers pack the header's three numbers in 8 bytes each (a native
+    // "long" on 64-bit Linux), which puts the stream 12 bytes later. Such a file
+    // is told apart by where a zlib stream header is found; a stream at the usual
+    // place always wins, and a file with neither fails as it always did.
+    int64_t start = kHeaderSize;
+    unsigned char lead[kWideHeaderSize - kHeaderSize + 2];
+    const size_t got = std::fread(lead, 1, sizeof lead, d.source);
+    if (got == sizeof lead && !isZlibHeader(lead[0], lead[1]) &&
+        isZlibHeader(lead[sizeof lead - 2], lead[sizeof lead - 1]))
+        start = kWideHeaderSize;
+    if (std::fseek(d.source, long(start), SEEK_SET) != 0)
+        return kFileError;
     int64_t size = ut::platform::fileSize(d.source);
-    d.total = size > kHeaderSize ? uint32_t(std::min<int64_t>(size - kHeaderSize, UINT32_MAX)) : 0u;
+    d.total = size > start ? uint32_t(std::min<int64_t>(size - start, UINT32_MAX)) : 0u;
     d.deflating = false;
     int rc = inflateInit_(&d.stream, pia::kZlibVersion, int(sizeof(z_stream)));
     d.streamActive = rc == Z_OK;
