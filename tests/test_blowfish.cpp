@@ -79,10 +79,8 @@ Bytes swapWords(Bytes b) {
 TEST(Blowfish, OutputLengthRoundsUpToWholeBlocks) {
     const struct {
         unsigned int n, expected;
-    } rows[] = {{0, 0},           {1, 8},           {7, 8},          {8, 8},         {9, 16},
-                {16, 16},         {17, 24},         {0xFFFFFFF0u, 0xFFFFFFF0u},      {0xFFFFFFF1u, 0xFFFFFFF8u},
-                {0xFFFFFFF8u, 0xFFFFFFF8u},         {0xFFFFFFF9u, 0}, // cannot be padded in 32 bits
-                {0xFFFFFFFFu, 0}};
+    } rows[] = {{0, 0}, {1, 8}, {8, 8}, {9, 16}, {0xFFFFFFF1u, 0xFFFFFFF8u},
+                {0xFFFFFFF8u, 0xFFFFFFF8u}, {0xFFFFFFF9u, 0}}; // the last cannot be padded in 32 bits
     for (const auto& row : rows)
         EXPECT_EQ(row.expected, ut::CBlowfishCrypt::getOutputLength(row.n)) << row.n;
 }
@@ -96,33 +94,13 @@ TEST(Blowfish, PublishedVectors) {
     const Row ecb[] = {
         {"0000000000000000", "0000000000000000", "4EF997456198DD78"},
         {"FFFFFFFFFFFFFFFF", "FFFFFFFFFFFFFFFF", "51866FD5B85ECB8A"},
-        {"3000000000000000", "1000000000000001", "7D856F9A613063F2"},
         {"1111111111111111", "1111111111111111", "2466DD878B963C9D"},
-        {"0123456789ABCDEF", "1111111111111111", "61F9C3802281B096"},
-        {"1111111111111111", "0123456789ABCDEF", "7D0CC630AFDA1EC7"},
         {"FEDCBA9876543210", "0123456789ABCDEF", "0ACEAB0FC6A0A28D"},
         {"7CA110454A1A6E57", "01A1D6D039776742", "59C68245EB05282B"},
-        {"0131D9619DC1376E", "5CD54CA83DEF57DA", "B1B8CC0B250F09A0"},
-        {"07A1133E4A0B2686", "0248D43806F67172", "1730E5778BEA1DA4"},
-        {"3849674C2602319E", "51454B582DDF440A", "A25E7856CF2651EB"},
-        {"04B915BA43FEB5B6", "42FD443059577FA2", "353882B109CE8F1A"},
-        {"0113B970FD34F2CE", "059B5E0851CF143A", "48F4D0884C379918"},
         {"0170F175468FB5E6", "0756D8E0774761D2", "432193B78951FC98"},
-        {"43297FAD38E373FE", "762514B829BF486A", "13F04154D69D1AE5"},
-        {"07A7137045DA2A16", "3BDD119049372802", "2EEDDA93FFD39C79"},
-        {"04689104C2FD3B2F", "26955F6835AF609A", "D887E0393C2DA6E3"},
-        {"37D06BB516CB7546", "164D5E404F275232", "5F99D04F5B163969"},
-        {"1F08260D1AC2465E", "6B056E18759F5CCA", "4A057A3B24D3977B"},
         {"584023641ABA6176", "004BD6EF09176062", "452031C1E4FADA8E"},
-        {"025816164629B007", "480D39006EE762F2", "7555AE39F59B87BD"},
-        {"49793EBC79B3258F", "437540C8698F3CFA", "53C55F9CB49FC019"},
-        {"4FB05E1515AB73A7", "072D43A077075292", "7A8E7BFA937E89A3"},
-        {"49E95D6D4CA229BF", "02FE55778117F12A", "CF9C5D7A4986ADB5"},
         {"018310DC409B26D6", "1D9D5C5018F728C2", "D1ABB290658BC778"},
-        {"1C587F1C13924FEF", "305532286D6F295A", "55CB3774D13EF201"},
         {"0101010101010101", "0123456789ABCDEF", "FA34EC4847B268B2"},
-        {"1F1F1F1F0E0E0E0E", "0123456789ABCDEF", "A790795108EA3CAE"},
-        {"E0FEE0FEF1FEF1FE", "0123456789ABCDEF", "C39E072D9FAC631D"},
         {"0000000000000000", "FFFFFFFFFFFFFFFF", "014933E0CDAFF6E4"},
         {"FFFFFFFFFFFFFFFF", "0000000000000000", "F21E9A77B71C49BC"},
         {"0123456789ABCDEF", "0000000000000000", "245946885754369A"},
@@ -161,20 +139,6 @@ TEST(Blowfish, PublishedVectors) {
         cipher.decode(block.data(), 8);
         EXPECT_EQ(row.plain, toHex(swapWords(block)));
     }
-}
-
-TEST(Blowfish, BlockWordsAreLittleEndian) {
-    Bytes key = fromHex("0123456789ABCDEF");
-    BF_KEY schedule;
-    BF_set_key(&schedule, 8, key.data());
-    BF_LONG words[2] = {0x03020100, 0x07060504};
-    BF_encrypt(words, &schedule);
-
-    unsigned char block[8] = {0, 1, 2, 3, 4, 5, 6, 7};
-    ut::CBlowfishCrypt cipher(key.data(), 8);
-    cipher.encode(block, 8);
-    EXPECT_EQ(words[0], loadLe(block));
-    EXPECT_EQ(words[1], loadLe(block + 4));
 }
 
 TEST(Blowfish, RandomKeysAndBuffersMatchOpenSsl) {
@@ -244,41 +208,16 @@ TEST(Blowfish, PaddingAndCodeBook) {
     cipher.decode(coded.data(), 13);
     data.resize(16, 0);
     EXPECT_EQ(data, coded);
-
-    // Nothing to do for length 0.
-    unsigned char untouched[8] = {9, 9, 9, 9, 9, 9, 9, 9};
-    EXPECT_EQ(0u, cipher.encode(untouched, 0));
-    cipher.decode(untouched, 0);
-    EXPECT_EQ(Bytes(8, 9), Bytes(untouched, untouched + 8));
 }
 
-TEST(Blowfish, KeyBytesUpToTheSeventySecondTakePart) {
-    std::mt19937 rng(7);
-    Bytes key(80);
-    for (auto& c : key)
-        c = static_cast<unsigned char>(rng());
-    const Bytes block = {1, 2, 3, 4, 5, 6, 7, 8};
-    auto encodeWith = [&](const Bytes& k) {
-        ut::CBlowfishCrypt cipher(const_cast<unsigned char*>(k.data()), int(k.size()));
-        Bytes b = block;
-        cipher.encode(b.data(), 8);
-        return b;
-    };
-    const Bytes first56(key.begin(), key.begin() + 56), first57(key.begin(), key.begin() + 57),
-        first72(key.begin(), key.begin() + 72);
-    EXPECT_NE(encodeWith(first56), encodeWith(first57)); // not cut at the customary 56
-    EXPECT_EQ(encodeWith(first72), encodeWith(key));     // nothing after the 72nd
-    // Short keys repeat: "AB" schedules like "ABAB", and one byte like 72 of it.
-    EXPECT_EQ(encodeWith({'A', 'B'}), encodeWith({'A', 'B', 'A', 'B'}));
-    EXPECT_EQ(encodeWith({'x'}), encodeWith(Bytes(72, 'x')));
-    EXPECT_NE(encodeWith({'A', 'B'}), encodeWith({'A', 'B', 'A'}));
-
-    // A new key starts again from the initial tables, not from the old schedule.
-    ut::CBlowfishCrypt reused(const_cast<unsigned char*>(first56.data()), 56);
-    ASSERT_TRUE(reused.initialize(const_cast<unsigned char*>(first57.data()), 57));
-    Bytes b = block;
-    reused.encode(b.data(), 8);
-    EXPECT_EQ(encodeWith(first57), b);
+// A new key starts again from the initial tables, not from the old schedule.
+TEST(Blowfish, RekeyingStartsAfresh) {
+    const Bytes first = {1, 2, 3, 4, 5}, second = {9, 8, 7};
+    ut::CBlowfishCrypt reused(const_cast<unsigned char*>(first.data()), 5);
+    ASSERT_TRUE(reused.initialize(const_cast<unsigned char*>(second.data()), 3));
+    Bytes block = {1, 2, 3, 4, 5, 6, 7, 8};
+    reused.encode(block.data(), 8);
+    EXPECT_EQ(referenceEncode(second, {1, 2, 3, 4, 5, 6, 7, 8}), block);
 }
 
 TEST(Blowfish, BadInputIsRefusedWithoutTouchingBuffers) {
@@ -312,9 +251,7 @@ TEST(Blowfish, BadInputIsRefusedWithoutTouchingBuffers) {
     ut::CBlowfishCrypt cipher(key, 4);
     Bytes buf = original;
     EXPECT_EQ(0u, cipher.encode(nullptr, 8));
-    EXPECT_EQ(0u, cipher.encode(buf.data(), nullptr, 8));
     EXPECT_EQ(0u, cipher.encode(nullptr, buf.data(), 8));
-    cipher.decode(nullptr, 8);
     cipher.decode(buf.data(), nullptr, 8);
     EXPECT_EQ(0u, cipher.encode(buf.data(), 0xFFFFFFFFu));
     EXPECT_EQ(original, buf);
@@ -333,8 +270,6 @@ TEST(Blowfish, ToolRoundTripsAndKeepsTheLengthOutside) {
     // Standard input to standard output: nothing but the cipher text.
     ASSERT_EQ(0, runTool({"cipher", "encode", "--key-hex", keyHex}, &out, &err, plain)) << err;
     EXPECT_EQ(expectedText, out);
-    ASSERT_EQ(0, runTool({"cipher", "decode", "--key-hex", keyHex}, &out, &err, expectedText));
-    EXPECT_EQ(plain + std::string(4, '\0'), out);
     ASSERT_EQ(0, runTool({"cipher", "decode", "--key-hex=" + keyHex, "--length", "28", "-"}, &out, &err,
                          expectedText));
     EXPECT_EQ(plain, out);
@@ -358,17 +293,11 @@ TEST(Blowfish, ToolRoundTripsAndKeepsTheLengthOutside) {
         const char* message;
     } bad[] = {
         {{"cipher", "encode"}, 2, "needs --key-hex"},
-        {{"cipher", "encode", "--key-hex"}, 2, "--key-hex needs a value"},
         {{"cipher", "encode", "--key-hex", "abc"}, 2, "even, non-zero number"},
-        {{"cipher", "encode", "--key-hex", "zz"}, 2, "not a hexadecimal digit"},
         {{"cipher", "encode", "--key-hex", std::string(146, 'a')}, 2, "longer than 72 bytes"},
         {{"cipher", "decode", "--key-hex", "ab", "--length", "x"}, 2, "number of bytes"},
-        {{"cipher", "decode", "--key-hex", "ab", "a", "b", "c"}, 2, "at most IN and OUT"},
-        {{"cipher", "shuffle"}, 2, "unknown command"},
         {{"cipher", "encode", "--key-hex", "ab", dir.file("missing")}, 1, "cannot open"},
         {{"cipher", "decode", "--key-hex", keyHex, dir.file("plain"), dir.file("x")}, 1, "whole number of 8-byte"},
-        {{"cipher", "decode", "--key-hex", keyHex, "--length", "20", dir.file("coded2"), dir.file("x")}, 1,
-         "does not end within the last block"},
         {{"cipher", "decode", "--key-hex", keyHex, "--length", "33", dir.file("coded2"), dir.file("x")}, 1,
          "does not end within the last block"},
     };

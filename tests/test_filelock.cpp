@@ -43,8 +43,8 @@ struct CodePage {
 
 // A child process that runs body and talks to the test through two pipes: the
 // child says "ready" (or, with stdoutToParent, prints lines), the test says "go"
-// (or closes) to let it finish. The child must be forked before the test holds a
-// lock it expects to release, since the child would share it.
+// (or closes) to let it finish. Fork it before the test takes a lock it will
+// release, or the child would share that lock.
 class Child {
 public:
     using Body = std::function<int(Child&)>;
@@ -67,14 +67,12 @@ public:
         if (m_pid > 0)
             finish(SIGKILL);
     }
-    // In the child.
     void ready() { (void)!write(m_up[1], "ready\n", 6); }
     void awaitGo() {
         char c;
         (void)!read(m_down[0], &c, 1);
     }
-    // In the test: one line from the child, without its end; what came before the
-    // child ended when it ended without one.
+    // One line from the child, without its end.
     std::string readLine() {
         std::string line;
         char c;
@@ -82,8 +80,7 @@ public:
             line += c;
         return line;
     }
-    // Lets the child go (or sends it a signal) and returns its exit code, or
-    // 128 + the signal that ended it.
+    // Lets the child go (or signals it); its exit code, or 128 + the ending signal.
     int finish(int signal = 0) {
         if (signal)
             kill(m_pid, signal);
@@ -122,13 +119,9 @@ TEST(FileLockText, DecodesAndSplitsLines) {
     } rows[] = {
         {"neil\nWS1\nThursday", {L"neil", L"WS1", L"Thursday"}},
         {"a\r\nb\r\nc\r\n", {L"a", L"b", L"c"}},         // Windows line ends; the last opens no line
-        {"a\rb", {L"a", L"b"}},                         // old Mac line ends
         {"\nWS1\n", {L"", L"WS1"}},                     // an empty user keeps the machine in place
-        {"", {}},
-        {"\n", {L""}},
         {"J\xFCrgen\nWS", {L"J\u00FCrgen", L"WS"}},     // ANSI code page
         {"J\xC3\xBCrgen", {L"J\u00FCrgen"}},           // valid UTF-8 wins
-        {"\xEF\xBB\xBFu\nm", {L"u", L"m"}},            // UTF-8 byte-order mark
         {std::string("\xFF\xFEu\0\n\0=\xD8\0\xDE", 10), {L"u", L"\U0001F600"}}, // UTF-16LE, surrogate pair
         {std::string("\xFE\xFF\0u\0\n\xD8\0\0m", 10), {L"u", L"\uFFFDm"}},      // UTF-16BE, lone surrogate
         {std::string("ab\0cd\nx", 7), {L"ab"}},                                 // text ends at NUL
@@ -145,19 +138,12 @@ TEST(FileLockText, DecodesAndSplitsLines) {
 TEST(FileLockText, FormatsInTheAnsiCodePage) {
     {
         CodePage cp("1252");
-        EXPECT_EQ("J\xFCrgen\nWS-1\nFriday, May 01, 2026 09:30:00",
-                  ut::lockfile::formatDwl(L"J\u00FCrgen", L"WS-1", L"Friday, May 01, 2026 09:30:00"));
         // Markup in a name must not break the XML peers parse; the text form stays raw.
         EXPECT_EQ("<?xml version=\"1.0\"?>\n<whprops>\n<username>J\xFCrgen&amp;&lt;&gt;</username>\n"
                   "<machinename>WS-1</machinename>\n<fullname></fullname>\n<datetime>now</datetime>\n"
                   "</whprops>\n",
                   ut::lockfile::formatDwl2(L"J\u00FCrgen&<>", L"WS-1", L"now"));
         EXPECT_EQ("a&b\n?\nt", ut::lockfile::formatDwl(L"a&b", L"\u0416", L"t")); // not in 1252
-        // A name the code page cannot hold is compared as it reads back.
-        OdString user(L"\u0416ora"), machine(L"WS");
-        ut::lockfile::roundTrip(user, machine);
-        EXPECT_EQ(OdString(L"?ora"), user);
-        EXPECT_EQ(OdString(L"WS"), machine);
     }
     CodePage cp("1251");
     EXPECT_EQ("\xC6ora\nWS\nt", ut::lockfile::formatDwl(L"\u0416ora", L"WS", L"t"));
@@ -172,8 +158,6 @@ TEST(FileLocker, WritesExactLockFilesAndRemovesThem) {
     FileLocker locker;
     ASSERT_TRUE(locker.lock(tmp.wfile("plan.dwg")));
     const std::time_t after = std::time(nullptr);
-    EXPECT_TRUE(locker.isLocked());
-    EXPECT_EQ(tmp.wfile("plan.dwg"), locker.getFileName());
 
     const std::string dwl = readFile(tmp.file("plan.dwl"));
     const std::string prefix = me() + "\n" + host() + "\n";
@@ -183,9 +167,7 @@ TEST(FileLocker, WritesExactLockFilesAndRemovesThem) {
     const char* end = strptime(since.c_str(), "%A, %B %d, %Y %X", &parsed);
     ASSERT_TRUE(end && *end == '\0') << since;
     parsed.tm_isdst = -1;
-    const std::time_t stamp = mktime(&parsed);
-    EXPECT_LE(before, stamp);
-    EXPECT_GE(after, stamp);
+    EXPECT_TRUE(before <= mktime(&parsed) && mktime(&parsed) <= after) << since; // local time, not UTC
     EXPECT_EQ("<?xml version=\"1.0\"?>\n<whprops>\n<username>" + me() + "</username>\n<machinename>" + host() +
                   "</machinename>\n<fullname></fullname>\n<datetime>" + since + "</datetime>\n</whprops>\n",
               readFile(tmp.file("plan.dwl2")));
@@ -193,18 +175,14 @@ TEST(FileLocker, WritesExactLockFilesAndRemovesThem) {
     OdString info;
     EXPECT_TRUE(FileLocker::readLockInfo(tmp.wfile("plan.dwg"), info));
     EXPECT_EQ(W("User: " + me() + "\nMachine: " + host() + "\nSince: " + since), info);
-    EXPECT_FALSE(FileLocker::isLockedByOther(tmp.wfile("plan.dwg")));
 
     EXPECT_TRUE(locker.unlock());
-    EXPECT_FALSE(locker.isLocked());
-    EXPECT_TRUE(locker.getFileName().isEmpty());
     EXPECT_EQ((std::vector<std::string>{"plan.dwg"}), tmp.entries());
     EXPECT_EQ("drawing bytes", readFile(tmp.file("plan.dwg")));
-    EXPECT_TRUE(locker.unlock()); // a free locker stays free
 }
 
 // One locker, one drawing: relocking releases the first; a second locker (even in
-// this process) is refused; copies are free, moves hand the hold over.
+// this process) is refused; a copy holds nothing.
 TEST(FileLocker, HoldsOneDrawingPerLocker) {
     TempDir tmp;
     writeFile(tmp.file("a.dwg"), "a");
@@ -213,31 +191,17 @@ TEST(FileLocker, HoldsOneDrawingPerLocker) {
     {
         FileLocker locker(a);
         ASSERT_TRUE(locker.isLocked());
-        EXPECT_FALSE(locker.canLock(b)); // busy with a
-        ASSERT_TRUE(locker.lock(b));     // no extension: "b.dwl"
+        ASSERT_TRUE(locker.lock(b)); // no extension: "b.dwl"
         EXPECT_EQ((std::vector<std::string>{"a.dwg", "b", "b.dwl", "b.dwl2"}), tmp.entries());
+        EXPECT_FALSE(FileLocker().lock(b));
+        EXPECT_TRUE(FileLocker().canLock(a));
 
-        FileLocker other;
-        EXPECT_FALSE(other.canLock(b));
-        EXPECT_FALSE(other.lock(b));
-        EXPECT_TRUE(other.canLock(a));
-
-        FileLocker copy(locker);
-        EXPECT_FALSE(copy.isLocked());
-        EXPECT_TRUE(locker.isLocked());
         FileLocker target(a);
         target = locker; // unlocks a, copies no hold
         EXPECT_FALSE(target.isLocked());
         EXPECT_FALSE(FileLocker::hasDwl(a));
-
-        FileLocker moved(std::move(locker));
-        EXPECT_FALSE(locker.isLocked());
-        EXPECT_TRUE(moved.isLocked());
-        EXPECT_TRUE(FileLocker::hasDwl(b));
-        EXPECT_FALSE(FileLocker().canLock(b));
     } // the destructor unlocks
     EXPECT_EQ((std::vector<std::string>{"a.dwg", "b"}), tmp.entries());
-    EXPECT_TRUE(FileLocker().canLock(b));
 
     // unlock deletes only the lock files it wrote: one replaced meanwhile stays.
     {
@@ -249,7 +213,7 @@ TEST(FileLocker, HoldsOneDrawingPerLocker) {
 }
 
 // Paths that are no drawing, lock files that are no lock files: plain results, no
-// hang on pipes, nothing created.
+// hang on pipes, nothing created, the drawing never overwritten.
 TEST(FileLocker, RejectsBadInput) {
     CodePage cp("1252");
     TempDir tmp;
@@ -260,63 +224,53 @@ TEST(FileLocker, RejectsBadInput) {
     for (const char* name : {"missing.dwg", "dir.dwg", "dir.dwg/", "pipe.dwg", ""}) {
         const OdString path = *name ? tmp.wfile(name) : OdString();
         EXPECT_FALSE(locker.lock(path)) << name;
-        EXPECT_FALSE(locker.canLock(path)) << name;
         EXPECT_FALSE(FileLocker::hasDwl(path)) << name;
     }
-    EXPECT_TRUE(FileLocker::getDwlPath(tmp.wfile("dir.dwg/")).isEmpty());
     EXPECT_EQ((std::vector<std::string>{"dir.dwg", "pipe.dwg"}), tmp.entries());
 
-    // A drawing carrying a lock-file extension is never replaced by its own lock file.
+    // A drawing whose lock file's name is the drawing itself, or a second name of it.
     writeFile(tmp.file("odd.dwl"), "drawing");
-    ASSERT_TRUE(locker.lock(tmp.wfile("odd.dwl")));
-    EXPECT_TRUE(locker.unlock());
-    EXPECT_EQ("drawing", readFile(tmp.file("odd.dwl")));
-    // Nor when the lock file's name is a second name of the drawing.
     writeFile(tmp.file("twin.dwg"), "drawing");
     ASSERT_EQ(0, link(tmp.file("twin.dwg").c_str(), tmp.file("twin.dwl").c_str()));
-    ASSERT_TRUE(locker.lock(tmp.wfile("twin.dwg")));
+    for (const char* name : {"odd.dwl", "twin.dwg"}) {
+        ASSERT_TRUE(locker.lock(tmp.wfile(name))) << name;
+        EXPECT_TRUE(locker.unlock());
+    }
+    EXPECT_EQ("drawing", readFile(tmp.file("odd.dwl")));
     EXPECT_EQ("drawing", readFile(tmp.file("twin.dwl")));
-    EXPECT_TRUE(locker.unlock());
-    EXPECT_EQ((std::vector<std::string>{"dir.dwg", "odd.dwl", "pipe.dwg", "twin.dwg", "twin.dwl"}), tmp.entries());
     EXPECT_TRUE(log.contains("the drawing itself"));
 
     // Lock files of every shape: fields present are read, the rest stay as they were.
+    // Only a lock with this user and machine, in any letter case, is not another's.
     const std::string mine = me() + "\n" + host();
+    std::string upper = mine;
+    std::transform(upper.begin(), upper.end(), upper.begin(), [](char c) { return char(toupper(c)); });
     struct Row {
         std::string bytes;
         bool read, byOther;
         std::string user, machine;
     } rows[] = {
         {"", true, true, "u0", "m0"},
-        {"someone", true, true, "someone", "m0"},
         {me(), true, true, me(), "m0"},          // the machine is missing, so it is not ours
-        {mine, true, false, me(), host()},       // two lines: ours
+        {mine, true, false, me(), host()},
         {me() + "\r\n" + host() + "\r\n", true, false, me(), host()},
+        {upper, true, false, upper.substr(0, me().size()), upper.substr(me().size() + 1)},
+        {me() + "\nanother-machine", true, true, me(), "another-machine"},
         {std::string("\x01\xFF\n\0\x80", 5), true, true, "\x01\xC3\xBF", "m0"}, // binary, cut at NUL
         {std::string(70000, 'x'), false, false, "u0", "m0"},         // far too large
     };
     writeFile(tmp.file("p.dwg"), "");
+    std::string backslashed = tmp.file("p.dwg"); // backslashes in the path are separators
+    std::replace(backslashed.begin(), backslashed.end(), '/', '\\');
     for (const auto& row : rows) {
         writeFile(tmp.file("p.dwl"), row.bytes);
         OdString user(L"u0"), machine(L"m0"), date(L"d0");
         EXPECT_EQ(row.read, FileLocker::readLockInfo(tmp.wfile("p.dwg"), user, machine, date)) << row.bytes;
-        EXPECT_EQ(row.byOther, FileLocker::isLockedByOther(tmp.wfile("p.dwg"))) << row.bytes;
+        EXPECT_EQ(row.byOther, FileLocker::isLockedByOther(W(backslashed))) << row.bytes;
         EXPECT_EQ(W(row.user), user) << row.bytes;
         EXPECT_EQ(W(row.machine), machine) << row.bytes;
-        EXPECT_TRUE(FileLocker::isLocked(tmp.wfile("p.dwg")));
     }
     EXPECT_TRUE(log.contains("is not a lock file"));
-
-    // Letter case does not matter; backslashes in the path are separators.
-    std::string upper = mine;
-    for (char& c : upper)
-        c = char(toupper(c));
-    writeFile(tmp.file("p.dwl"), upper);
-    std::string backslashed = tmp.file("p.dwg");
-    std::replace(backslashed.begin(), backslashed.end(), '/', '\\');
-    EXPECT_FALSE(FileLocker::isLockedByOther(W(backslashed)));
-    writeFile(tmp.file("p.dwl"), me() + "\nanother-machine");
-    EXPECT_TRUE(FileLocker::isLockedByOther(W(backslashed)));
 
     // A pipe or a directory at the lock file's name is no lock file and does not block.
     unlink(tmp.file("p.dwl").c_str());
@@ -324,7 +278,6 @@ TEST(FileLocker, RejectsBadInput) {
     mkdir(tmp.file("p.dwl2").c_str(), 0755);
     OdString user;
     EXPECT_FALSE(FileLocker::readLockInfo(tmp.wfile("p.dwg"), user));
-    EXPECT_FALSE(FileLocker::hasDwl(tmp.wfile("p.dwg")));
     EXPECT_TRUE(locker.lock(tmp.wfile("p.dwg"))); // lock files cannot be written, the lock holds
     EXPECT_TRUE(log.contains("not a regular file"));
 }
@@ -337,24 +290,16 @@ TEST(FileLocker, NeverWritesThroughSymbolicLinks) {
     writeFile(tmp.file("victim"), "precious");
     ASSERT_EQ(0, symlink(tmp.file("victim").c_str(), tmp.file("plan.dwl").c_str()));
     ASSERT_EQ(0, symlink(tmp.file("created-by-mistake").c_str(), tmp.file("plan.dwl2").c_str()));
-    writeFile(tmp.file("hard.dwg"), "drawing");
-    ASSERT_EQ(0, link(tmp.file("victim").c_str(), tmp.file("hard.dwl").c_str()));
-
     {
         FileLocker locker(tmp.wfile("plan.dwg"));
         EXPECT_TRUE(locker.isLocked());
         EXPECT_TRUE(log.contains("symbolic link"));
-        EXPECT_FALSE(FileLocker::hasDwl(tmp.wfile("plan.dwg")));
         OdString info;
         EXPECT_FALSE(FileLocker::readLockInfo(tmp.wfile("plan.dwg"), info));
-        // A hard link is replaced by a new file; the file it shared stays intact.
-        FileLocker hard(tmp.wfile("hard.dwg"));
-        EXPECT_TRUE(hard.isLocked());
-        EXPECT_EQ(0u, readFile(tmp.file("hard.dwl")).find(me() + "\n"));
     }
     EXPECT_EQ("precious", readFile(tmp.file("victim")));
     EXPECT_TRUE(std::filesystem::is_symlink(tmp.file("plan.dwl")) && std::filesystem::is_symlink(tmp.file("plan.dwl2")));
-    EXPECT_EQ((std::vector<std::string>{"hard.dwg", "plan.dwg", "plan.dwl", "plan.dwl2", "victim"}), tmp.entries());
+    EXPECT_EQ((std::vector<std::string>{"plan.dwg", "plan.dwl", "plan.dwl2", "victim"}), tmp.entries());
 }
 
 // Another process holds the drawing: refused here until it lets go or dies; the
@@ -388,86 +333,24 @@ TEST(FileLocker, ExcludesAnotherProcess) {
     }
 }
 
-// Processes that use the drawing without this class: writers keep it from being
-// locked, readers are welcome unless they forbid writing.
-TEST(FileLocker, RespectsOtherOpenModes) {
+// Processes that use the drawing without this class: a writer keeps it from being
+// locked, a reader does not.
+TEST(FileLocker, RespectsOtherWriters) {
     TempDir tmp;
     writeFile(tmp.file("plan.dwg"), "drawing");
     const std::string path = tmp.file("plan.dwg");
-    struct Row {
-        const char* what;
-        int flags;
-        short lockType; // F_UNLCK: takes no lock
-        bool lockable;
-    } rows[] = {
-        {"plain reader", O_RDONLY, F_UNLCK, true},
-        {"reader forbidding writes", O_RDONLY, F_RDLCK, false},
-        {"writer without a lock", O_WRONLY, F_UNLCK, false},
-        {"writer with a lock", O_RDWR, F_WRLCK, false},
-    };
-    for (const auto& row : rows) {
+    for (int flags : {O_RDONLY, O_WRONLY}) {
         Child user([&](Child& self) {
-            int fd = open(path.c_str(), row.flags);
-            struct flock fl {};
-            fl.l_type = row.lockType;
-            if (fd < 0 || (row.lockType != F_UNLCK && fcntl(fd, F_OFD_SETLK, &fl) != 0))
+            if (open(path.c_str(), flags) < 0)
                 return 3;
             self.ready();
             self.awaitGo();
             return 0;
         });
-        ASSERT_EQ("ready", user.readLine()) << row.what;
-        EXPECT_EQ(row.lockable, FileLocker().canLock(W(path))) << row.what;
-        EXPECT_EQ(0, user.finish()) << row.what;
-        EXPECT_TRUE(FileLocker().canLock(W(path))) << row.what;
+        ASSERT_EQ("ready", user.readLine()) << flags;
+        EXPECT_EQ(flags == O_RDONLY, FileLocker().canLock(W(path))) << flags;
+        EXPECT_EQ(0, user.finish()) << flags;
     }
-
-    // While held, others may read the drawing but not lock it for reading only.
-    FileLocker locker(W(path));
-    ASSERT_TRUE(locker.isLocked());
-    Child reader([&](Child&) {
-        int fd = open(path.c_str(), O_RDONLY);
-        char buf[16] = {};
-        struct flock fl {};
-        fl.l_type = F_RDLCK;
-        bool read_ok = fd >= 0 && read(fd, buf, sizeof buf) == 7 && std::string(buf) == "drawing";
-        return read_ok && fcntl(fd, F_OFD_SETLK, &fl) != 0 ? 0 : 1;
-    });
-    EXPECT_EQ(0, reader.finish());
-}
-
-// Folders the user may not read or write: plain false results, and a lock whose
-// lock files cannot be written still holds the drawing.
-TEST(FileLocker, HandlesFoldersWithoutAccess) {
-    TempDir tmp;
-    const std::string closed = tmp.file("closed"), readOnly = tmp.file("readonly");
-    mkdir(closed.c_str(), 0755);
-    mkdir(readOnly.c_str(), 0755);
-    writeFile(closed + "/plan.dwg", "x");
-    writeFile(closed + "/plan.dwl", "someone\nelsewhere\nnow");
-    writeFile(readOnly + "/plan.dwg", "x");
-    chmod((readOnly + "/plan.dwg").c_str(), 0666);
-    chmod(closed.c_str(), 0);
-    chmod(readOnly.c_str(), 0555);
-    chmod(tmp.path().c_str(), 0755);
-
-    // Root may go anywhere, so the checks run as an unprivileged user when needed.
-    Child check([&](Child&) {
-        if (geteuid() == 0 && (setgid(65534) != 0 || setuid(65534) != 0))
-            return 10;
-        const OdString inClosed = W(closed + "/plan.dwg"), inReadOnly = W(readOnly + "/plan.dwg");
-        OdString info;
-        if (FileLocker::hasDwl(inClosed) || FileLocker::readLockInfo(inClosed, info) ||
-            FileLocker::isLockedByOther(inClosed))
-            return 1;
-        FileLocker locker;
-        if (locker.canLock(inClosed) || locker.lock(inClosed))
-            return 2;
-        if (!locker.lock(inReadOnly) || FileLocker::hasDwl(inReadOnly))
-            return 3;
-        return locker.unlock() ? 0 : 4;
-    });
-    EXPECT_EQ(0, check.finish());
 }
 
 // Lock files left by another CAD program are read as such, and replaced once the
@@ -516,15 +399,12 @@ TEST(LockTool, ReportsHoldsAndClears) {
         ASSERT_EQ("holding " + plan, holder.readLine());
         EXPECT_EQ(0, runTool({"lock", "status", "--json", plan}, &out));
         EXPECT_NE(npos, out.find("\"state\":\"held-by-you\",\"lock_files\":true,\"held_open\":true")) << out;
-        EXPECT_EQ(1, runTool({"lock", "hold", plan}, nullptr, &err));
-        EXPECT_NE(npos, err.find("held by you in another session")) << err;
         EXPECT_EQ(1, runTool({"lock", "clear", "--force", plan}, nullptr, &err)); // a live hold is not stale
         EXPECT_EQ(signal == SIGTERM ? 0 : 128 + SIGKILL, holder.finish(signal));
         EXPECT_EQ(signal == SIGKILL, FileLocker::hasDwl(W(plan)));
     }
     // What the killed holder left is stale and ours.
     EXPECT_EQ(0, runTool({"lock", "status", plan}, &out));
-    EXPECT_NE(npos, out.find("held by you: user " + me() + ", machine " + host())) << out;
     EXPECT_NE(npos, out.find("stale")) << out;
     EXPECT_EQ(0, runTool({"lock", "clear", plan}, &out));
     EXPECT_EQ((std::vector<std::string>{"plan.dwg"}), tmp.entries());
@@ -537,23 +417,10 @@ TEST(LockTool, ReportsHoldsAndClears) {
               out);
     EXPECT_EQ(1, runTool({"lock", "clear", plan}, nullptr, &err));
     EXPECT_NE(npos, err.find("--force")) << err;
-    EXPECT_TRUE(FileLocker::hasDwl(W(plan)));
     EXPECT_EQ(0, runTool({"lock", "clear", "--force", plan}));
     EXPECT_FALSE(FileLocker::hasDwl(W(plan)));
 
-    struct Row {
-        std::vector<std::string> args;
-        int status;
-    } rows[] = {
-        {{"lock"}, 2},
-        {{"lock", "hold", "--help"}, 0},
-        {{"lock", "open", plan}, 2},
-        {{"lock", "status", "--bogus", plan}, 2},
-        {{"lock", "clear", plan, plan}, 2},
-        {{"lock", "hold", tmp.file("missing.dwg")}, 1},
-        {{"lock", "status", tmp.path()}, 1},
-    };
-    for (const auto& row : rows)
-        EXPECT_EQ(row.status, runTool(row.args, &out, &err)) << row.args.back();
+    EXPECT_EQ(2, runTool({"lock", "clear", plan, plan}, &out, &err));
+    EXPECT_EQ(1, runTool({"lock", "hold", tmp.file("missing.dwg")}, &out, &err));
     EXPECT_EQ((std::vector<std::string>{"plan.dwg"}), tmp.entries());
 }

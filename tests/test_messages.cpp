@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <climits>
 #include <cstdarg>
 #include <cstdlib>
@@ -75,7 +76,7 @@ protected:
 };
 
 // Compiles tests/data/messages_de.po with msgfmt into DIR/de/LC_MESSAGES, as an
-// application installs its catalogues.
+// application installs its catalogues, and makes it the catalogue in force.
 class GermanCatalogue : public testing::Test {
 protected:
     void SetUp() override {
@@ -83,16 +84,13 @@ protected:
         std::string command = "mkdir -p '" + folder + "' && msgfmt -o '" + folder + "/drutils_test.mo' '" +
                               testing_support::dataFile("messages_de.po") + "'";
         ASSERT_EQ(0, std::system(command.c_str())) << "msgfmt (gettext) is needed for the translation tests";
-    }
-    void TearDown() override { wxTranslations::Set(nullptr); }
-
-    void install() {
         wxFileTranslationsLoader::AddCatalogLookupPathPrefix(wxString::FromUTF8(m_dir.path()));
         auto* translations = new wxTranslations;
         translations->SetLanguage("de");
         wxTranslations::Set(translations);
         ASSERT_TRUE(translations->AddCatalog("drutils_test"));
     }
+    void TearDown() override { wxTranslations::Set(nullptr); }
 
     const std::string& dir() const { return m_dir.path(); }
 
@@ -208,15 +206,6 @@ TEST_F(NoCatalogue, AccessorsGiveTheirEnglishTextsInOrder) {
     }
 }
 
-TEST_F(NoCatalogue, AccessorFormatsFillWithTheToolkitFormatter) {
-    EXPECT_EQ(L"ABC command not available", wxString::Format(ut::Messages::command_not_available(), L"ABC"));
-    EXPECT_EQ(L"No entities available for HATCH in the current drawing.",
-              wxString::Format(ut::Messages::no_entities_for_command(), L"HATCH"));
-    EXPECT_EQ(L"The name can use up to 255 characters, including letters, numbers,\nhyphens, underscores, and "
-              L"dollar signs ($), but not <>.\nPlease try again.",
-              wxString::Format(ut::Messages::invalid_new_name(), 255, L"<>"));
-}
-
 TEST_F(NoCatalogue, SdkTextsAreTheDataFileByteForByte) {
     std::vector<std::wstring> expected = dataFileTexts();
     ASSERT_EQ(849u, expected.size()) << "cannot read " << DRUTILS_SDK_MESSAGES_TSV;
@@ -231,20 +220,10 @@ TEST_F(NoCatalogue, SdkTextsAreTheDataFileByteForByte) {
         formats += kinds.empty() ? 0 : 1;
     }
     EXPECT_EQ(208, formats);
-    // The rows whose wording others quote, irregularities included.
-    EXPECT_EQ(L"End of oject", ut::formatDwgDirectMessage(45, nullptr));
-    EXPECT_EQ(L"The cryptography service provider \"%ls\" used to protect this drawing is not installed on this "
-              L"computer",
-              ut::formatDwgDirectMessage(450, nullptr));
-    EXPECT_EQ(L"Layout%d", ut::formatDwgDirectMessage(451, nullptr));
-    EXPECT_EQ(L"An error occurred while rendering entity %ls: %ls", ut::formatDwgDirectMessage(837, nullptr));
-    EXPECT_EQ(L"Entity provider of AssocArrayItem locator(\"%d\", \"%d\", \"%d\")",
-              ut::formatDwgDirectMessage(847, nullptr));
-    for (unsigned code : {0u, 456u, 842u, 848u})
-        EXPECT_EQ(ut::detail::dwgMessageText(code), ut::detail::dwgMessageText(code)) << code;
+    EXPECT_EQ(L"End of oject", ut::formatDwgDirectMessage(45, nullptr)); // the misspelling others quote
 }
 
-TEST_F(NoCatalogue, SdkMessagesFormatTheCallersArguments) {
+TEST_F(NoCatalogue, SdkMessagesFormatTheCallersArgumentsWithinTheTable) {
     struct Row {
         OdString got;
         const wchar_t* expected;
@@ -252,9 +231,7 @@ TEST_F(NoCatalogue, SdkMessagesFormatTheCallersArguments) {
     const Row rows[] = {
         {dwg(0), L"No error"},
         {dwg(456, 3, 2), L"Total errors found during audit 3, fixed 2"},
-        {dwg(455, -7), L"-7 objects audited"},
         {dwg(838, L"Arial", L"txt.shx"), L"Substituting font \"Arial\" by font \"txt.shx\""},
-        {dwg(803, L"a.tx", L"eInvalidInput"), L"Error unloading module \"a.tx\"\nOdError: eInvalidInput"},
         {dwg(842, L"Some error"), L"Modeling operation error:\nSome error"},
         // a '%' in 842's argument is text, not a placeholder
         {dwg(842, L"100% %d"), L"Modeling operation error:\n100% %d"},
@@ -262,44 +239,31 @@ TEST_F(NoCatalogue, SdkMessagesFormatTheCallersArguments) {
         {dwg(837, L"Line", static_cast<const wchar_t*>(nullptr)), L"An error occurred while rendering entity Line: (null)"},
         // narrow %s: UTF-8 from the SDK, whatever the C library's locale
         {dwg(822, "C:/Pläne/ü.dwg"), L"Loading from C:/Pl\u00e4ne/\u00fc.dwg ..."},
-        {dwg(832, "DIMSCALE"), L"Cannot set DIMSCALE to that value."},
         // reals, mixed with integers and texts
         {dwg(587, 1.0, 2.5, 3e10, -4.0), L"Tilemode Viewport corners (1,2.5)..(3e+10,-4)"},
         {dwg(497, 1.5, 2.0), L"Not 1.500000..2.000000 degrees"},
-        {dwg(712, 0.25), L"Ratio 0.250000"},
         {dwg(546, 1001, 1.5, 0.0, -2.0), L"XData 1001 (1.5,0,-2)"},
-        {dwg(531, L"Elevation", 12.5), L"Elevation - 12.5"},
         // hexadecimal forms read an unsigned int
         {dwg(732, L"AcDbLine", 0xDEADBEEFu), L"AcDbLine address DEADBEEF"},
-        {dwg(769, 0x1Fu, 12), L"Object at address 0000001F has invalid size 12"},
         {dwg(513, 255u), L"Set to 0xff"},
-        {dwg(797, L"Circle", 0xABCu), L"Load entity Circle on address ABC error"},
-        {dwg(847, 1, 2, 3), L"Entity provider of AssocArrayItem locator(\"1\", \"2\", \"3\")"},
         {dwgTwice(456, 10, 1), L"Total errors found during audit 10, fixed 1"},
+        // the last code, and past the table: a fixed text with the code, arguments ignored
+        {dwg(848, 1, 2), L"Inventor exported custom objects can't be saved to .dxf. Their geometry will be lost."},
+        {dwg(849, L"ignored"), L"Unknown message (code: 849)"},
+        {dwg(100000), L"Unknown message (code: 100000)"},
+        {ut::formatDwgDirectMessage(UINT_MAX, nullptr), L"Unknown message (code: -1)"},
+        // a null list leaves the placeholders in place instead of reading garbage
+        {ut::formatDwgDirectMessage(456, nullptr), L"Total errors found during audit %d, fixed %d"},
+        {ut::formatDwgDirectMessage(822, nullptr), L"Loading from %s ..."},
     };
     for (const auto& row : rows)
         EXPECT_EQ(row.expected, row.got);
+    EXPECT_EQ(nullptr, ut::detail::dwgMessageText(849));
 
     // Narrow text that is not UTF-8 comes from the ANSI code page, as on Windows.
     ASSERT_EQ(0, setenv("DRUTILS_ANSI_CODEPAGE", "1252", 1));
     EXPECT_EQ(L"Loading from gr\u00fcn.dwg ...", dwg(822, "gr\xfcn.dwg"));
     unsetenv("DRUTILS_ANSI_CODEPAGE");
-}
-
-TEST_F(NoCatalogue, SdkBoundariesAndBadInput) {
-    const wchar_t* last = L"Inventor exported custom objects can't be saved to .dxf. Their geometry will be lost.";
-    EXPECT_EQ(last, ut::formatDwgDirectMessage(848, nullptr));
-    EXPECT_EQ(last, dwg(848, 1, 2));
-    // past the table: a fixed text with the code, and any arguments ignored
-    EXPECT_EQ(L"Unknown message (code: 849)", ut::formatDwgDirectMessage(849, nullptr));
-    EXPECT_EQ(L"Unknown message (code: 849)", dwg(849, L"ignored"));
-    EXPECT_EQ(L"Unknown message (code: 100000)", dwg(100000));
-    EXPECT_EQ(L"Unknown message (code: -1)", ut::formatDwgDirectMessage(UINT_MAX, nullptr));
-    EXPECT_EQ(nullptr, ut::detail::dwgMessageText(849));
-    // a null list leaves the placeholders in place instead of reading garbage
-    EXPECT_EQ(L"Total errors found during audit %d, fixed %d", ut::formatDwgDirectMessage(456, nullptr));
-    EXPECT_EQ(L"Modeling operation error:\n%ls", ut::formatDwgDirectMessage(842, nullptr));
-    EXPECT_EQ(L"Loading from %s ...", ut::formatDwgDirectMessage(822, nullptr));
 }
 
 // Each case: a text, the arguments, and the result; a refused text comes back as it stands.
@@ -315,37 +279,23 @@ TEST(MessageFormat, ConversionsAndRefusals) {
         {L"%ld %lld %zu", {Arg::ofInt(LONG_MIN, ArgKind::Long), Arg::ofInt(LLONG_MAX, ArgKind::LongLong),
                            Arg::ofInt(7, ArgKind::Long)},
          L"-9223372036854775808 9223372036854775807 7"},
-        {L"%hd %hhu", {Arg::ofInt(65537), Arg::ofInt(257)}, L"1 1"},
         {L"%.2f %e %G %Lg", {Arg::ofDouble(3.14159), Arg::ofDouble(1500.0), Arg::ofDouble(1e-10), Arg::ofLongDouble(0.5L)},
          L"3.14 1.500000e+03 1E-10 0.5"},
         {L"[%.3ls|%-6ls|%6ls]", {Arg::ofWide(L"abcdef"), Arg::ofWide(L"ab"), Arg::ofWide(L"ab")}, L"[abc|ab    |    ab]"},
         {L"%s/%.2s/%5s", {Arg::ofNarrow("gr\xc3\xbcn"), Arg::ofNarrow("\xc3\xa4\xc3\xb6\xc3\xbc"), Arg::ofNarrow("x")},
          L"gr\u00fcn/\u00e4\u00f6/    x"},
-        {L"%c%lc%3c", {Arg::ofInt('A'), Arg::ofInt(0x00DF), Arg::ofInt('z')}, L"A\u00df  z"},
-        {L"%s|%ls", {Arg::ofNarrow(nullptr), Arg::ofWide(nullptr)}, L"(null)|(null)"},
-        {L"100%% of %d%%", {Arg::ofInt(5)}, L"100% of 5%"},
         // positions, as translations use them to reorder
         {L"%2$ls, %1$ls", {Arg::ofWide(L"a"), Arg::ofWide(L"b")}, L"b, a"},
-        {L"%1$d=%1$d %2$5.1f", {Arg::ofInt(7), Arg::ofDouble(2.25)}, L"7=7   2.2"},
-        // more arguments than placeholders: the rest is ignored, as by printf
-        {L"no placeholder", {Arg::ofInt(1)}, L"no placeholder"},
         // too few or other kinds: nothing is read, the text stays
         {L"%d and %d", {Arg::ofInt(1)}, L"%d and %d"},
         {L"%d", {Arg::ofWide(L"x")}, L"%d"},
-        {L"%ls", {Arg::ofNarrow("x")}, L"%ls"},
         // refused outright
         {L"%n", {Arg::ofPointer(nullptr)}, L"%n"},
-        {L"%S", {Arg::ofWide(L"x")}, L"%S"},
         {L"%*d", {Arg::ofInt(3), Arg::ofInt(4)}, L"%*d"},
-        {L"%.*f", {Arg::ofInt(3), Arg::ofDouble(4)}, L"%.*f"},
         {L"50%", {}, L"50%"},
-        {L"%d%", {Arg::ofInt(1)}, L"%d%"},
         {L"%1$d %d", {Arg::ofInt(1), Arg::ofInt(2)}, L"%1$d %d"},
-        {L"%2$d", {Arg::ofInt(1), Arg::ofInt(2)}, L"%2$d"},
-        {L"%0$d", {Arg::ofInt(1)}, L"%0$d"},
         {L"%1$d %1$ls", {Arg::ofInt(1)}, L"%1$d %1$ls"},
         {L"%99999d", {Arg::ofInt(1)}, L"%99999d"},
-        {L"%.99999f", {Arg::ofDouble(1)}, L"%.99999f"},
         {L"%hf %lls %Ld", {Arg::ofDouble(1), Arg::ofWide(L""), Arg::ofInt(1)}, L"%hf %lls %Ld"},
     };
     for (const auto& row : rows) {
@@ -357,26 +307,13 @@ TEST(MessageFormat, ConversionsAndRefusals) {
     std::wstring wide = ut::msgformat::format(L"%4096.4096f", {Arg::ofDouble(-1e308)});
     EXPECT_EQ(1u + 309 + 1 + 4096, wide.size());
     EXPECT_EQ(L"-1000000000", wide.substr(0, 11));
-
-    std::vector<ArgKind> kinds;
-    ASSERT_TRUE(ut::msgformat::argumentKinds(L"%d %ls %s %g %Lf %ld %lld %p %X %c", kinds));
-    EXPECT_EQ((std::vector<ArgKind>{ArgKind::Int, ArgKind::WideText, ArgKind::NarrowText, ArgKind::Double,
-                                    ArgKind::LongDouble, ArgKind::Long, ArgKind::LongLong, ArgKind::Pointer,
-                                    ArgKind::Int, ArgKind::Int}),
-              kinds);
-    ASSERT_TRUE(ut::msgformat::argumentKinds(L"%2$ls %1$d", kinds));
-    EXPECT_EQ((std::vector<ArgKind>{ArgKind::Int, ArgKind::WideText}), kinds);
 }
 
 TEST_F(GermanCatalogue, AccessorsGiveTranslationsThatStayValid) {
-    install();
     LogCapture log;
     const wchar_t* angle = ut::Messages::angle();
     EXPECT_STREQ(L"Ein Winkel wird ben\u00f6tigt. Bitte erneut versuchen.", angle);
     EXPECT_EQ(angle, ut::Messages::angle());
-    EXPECT_STREQ(L"Ein 2D-Punkt (nicht 3D) wird ben\u00f6tigt. Bitte erneut versuchen", ut::Messages::point_2d());
-    EXPECT_STREQ(L"\nDie COM-Schnittstelle von Draftium ist nicht richtig registriert.\n",
-                 ut::Messages::warningBrokenCOM());
     EXPECT_EQ(L"Befehl ABC nicht verf\u00fcgbar", wxString::Format(ut::Messages::command_not_available(), L"ABC"));
     // untranslated, and translated to nothing: the English text
     EXPECT_STREQ(L"This command is not yet supported.", ut::Messages::unsupported_command());
@@ -384,13 +321,11 @@ TEST_F(GermanCatalogue, AccessorsGiveTranslationsThatStayValid) {
     // a translation that would read an int where the caller passes a text: refused, logged once
     EXPECT_STREQ(L"Could not load '%ls' line type.", ut::Messages::could_not_load_line_type());
     EXPECT_STREQ(L"Could not load '%ls' line type.", ut::Messages::could_not_load_line_type());
-    int warnings = 0;
-    for (const auto& r : log.records())
-        warnings += r.text.find("Could not load '%ls' line type.") != std::string::npos ? 1 : 0;
-    EXPECT_EQ(1, warnings);
+    EXPECT_EQ(1, std::count_if(log.records().begin(), log.records().end(), [](const auto& r) {
+                  return r.text.find("Could not load '%ls' line type.") != std::string::npos;
+              }));
     // free texts (the modeller's) are translated as they come
     EXPECT_EQ(L"Irgendein Fehler", ut::detail::translateFree(L"Some error"));
-    EXPECT_EQ(L"Other error", ut::detail::translateFree(L"Other error"));
 
     // The application may replace its catalogue; texts handed out before stay readable.
     wxTranslations::Set(nullptr);
@@ -403,18 +338,17 @@ TEST_F(GermanCatalogue, AccessorsGiveTranslationsThatStayValid) {
 TEST_F(GermanCatalogue, ToolShowsTranslatedSdkMessages) {
     struct Row {
         std::vector<std::string> args;
-        std::string expected;
+        std::string expected, warning;
     };
     const Row rows[] = {
         {{"0"}, "Kein Fehler\n"},
         {{"456", "3", "2"}, "Pr\u00fcfung: 3 Fehler gefunden, 2 behoben\n"},
-        {{"456"}, "Pr\u00fcfung: %d Fehler gefunden, %d behoben\n"},
-        {{"838", "Arial", "txt.shx"}, "Schrift \u201etxt.shx\u201c ersetzt Schrift \u201eArial\u201c\n"},
         {{"842", "Some error"}, "Fehler bei der Modellierung:\nIrgendein Fehler\n"},
         {{"842", "Other error"}, "Fehler bei der Modellierung:\nOther error\n"},
-        {{"848"}, "Von Inventor exportierte benutzerdefinierte Objekte k\u00f6nnen nicht als .dxf gespeichert werden.\n"},
         {{"849"}, "Unbekannte Meldung (Code: 849)\n"},
         {{"1"}, "Make me proxy\n"},
+        // a translation that reads other arguments is refused with a warning
+        {{"460", "7"}, "Layer 0 has invalid index 7\n", "Layer 0 has invalid index %d"},
     };
     for (const auto& row : rows) {
         std::vector<std::string> args = {"msg", "dwg"};
@@ -424,17 +358,12 @@ TEST_F(GermanCatalogue, ToolShowsTranslatedSdkMessages) {
         SCOPED_TRACE(row.args[0]);
         EXPECT_EQ(0, runTool(args, &out, &err)) << err;
         EXPECT_EQ(row.expected, out);
+        EXPECT_NE(std::string::npos, err.find(row.warning)) << err;
     }
-
-    // A translation that reads other arguments is refused with a warning.
     std::string out, err;
-    EXPECT_EQ(0, runTool({"msg", "dwg", "460", "7", "--lang", "de", "--catalogs", dir()}, &out, &err));
-    EXPECT_EQ("Layer 0 has invalid index 7\n", out);
-    EXPECT_NE(std::string::npos, err.find("Layer 0 has invalid index %d")) << err;
 
     EXPECT_EQ(0, runTool({"msg", "list", "--json", "--lang", "de", "--catalogs", dir()}, &out, &err)) << err;
     EXPECT_NE(std::string::npos, out.find(R"({"name":"angle","text":"Ein Winkel wird ben)")) << out;
-    EXPECT_NE(std::string::npos, out.find(R"({"name":"dist","text":"A distance is needed. Please try again."})"));
 }
 
 TEST(MessageTool, ListsFormatsAndRefusesBadUse) {
@@ -446,8 +375,6 @@ TEST(MessageTool, ListsFormatsAndRefusesBadUse) {
 
     EXPECT_EQ(0, runTool({"msg", "dwg", "732", "AcDbLine", "0xDEADBEEF", "--json"}, &out));
     EXPECT_EQ("{\"code\":732,\"text\":\"AcDbLine address DEADBEEF\"}\n", out);
-    EXPECT_EQ(0, runTool({"msg", "dwg", "842", "--", "-x"}, &out));
-    EXPECT_EQ("Modeling operation error:\n-x\n", out);
 
     struct Row {
         std::vector<std::string> args;
@@ -457,13 +384,8 @@ TEST(MessageTool, ListsFormatsAndRefusesBadUse) {
     const Row rows[] = {
         {{"msg", "dwg", "456", "3"}, 2, "takes 2 argument(s) (integer, integer), not 1"},
         {{"msg", "dwg", "456", "x", "2"}, 2, "'x' is not an integer"},
-        {{"msg", "dwg", "587", "1", "2", "3", "four"}, 2, "'four' is not a number"},
-        {{"msg", "dwg", "0", "extra"}, 2, "takes 0 argument(s)"},
         {{"msg", "dwg", "850", "1"}, 2, "does not exist"},
         {{"msg", "dwg", "-1"}, 2, "not a message number"},
-        {{"msg", "dwg", "99999999999"}, 2, "not a message number"},
-        {{"msg", "dwg"}, 2, "needs a CODE"},
-        {{"msg", "send"}, 2, "unknown command"},
         {{"msg", "list", "--lang", "de"}, 2, "go together"},
         {{"msg", "list", "--lang", "de", "--catalogs", "/nonexistent-drutils"}, 1, "no catalogue folder"},
     };
@@ -472,9 +394,6 @@ TEST(MessageTool, ListsFormatsAndRefusesBadUse) {
         EXPECT_EQ(row.status, runTool(row.args, nullptr, &err));
         EXPECT_NE(std::string::npos, err.find(row.message)) << err;
     }
-    TempDir empty;
-    EXPECT_EQ(1, runTool({"msg", "list", "--lang", "de", "--catalogs", empty.path()}, nullptr, &err));
-    EXPECT_NE(std::string::npos, err.find("no message catalogue")) << err;
 }
 
 namespace {
@@ -485,26 +404,19 @@ int concurrentFirstCalls() {
     constexpr int kThreads = 8;
     std::latch start(kThreads);
     std::vector<std::vector<const wchar_t*>> seen(kThreads);
-    std::vector<std::wstring> formatted(kThreads);
     std::vector<std::thread> threads;
     for (int t = 0; t < kThreads; ++t)
         threads.emplace_back([&, t] {
             start.arrive_and_wait();
-            formatted[size_t(t)] = dwg(456, t, t).str();
             for (unsigned code = 0; code < 849; ++code)
                 seen[size_t(t)].push_back(ut::detail::dwgMessageText(code));
         });
     for (auto& t : threads)
         t.join();
-    for (int t = 0; t < kThreads; ++t) {
-        std::wstring expected = L"Total errors found during audit " + std::to_wstring(t) + L", fixed " + std::to_wstring(t);
-        if (seen[size_t(t)] != seen[0] || formatted[size_t(t)] != expected)
+    for (const auto& s : seen)
+        if (s != seen[0])
             return 1;
-    }
-    for (const wchar_t* text : seen[0])
-        if (!text || !*text)
-            return 2;
-    return 0;
+    return std::all_of(seen[0].begin(), seen[0].end(), [](const wchar_t* text) { return text && *text; }) ? 0 : 2;
 }
 
 } // namespace
