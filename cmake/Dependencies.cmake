@@ -1,5 +1,8 @@
 # Third-party packages, all from Debian (scripts/install-deps.sh installs them).
-find_package(wxWidgets 3.2 REQUIRED COMPONENTS base core)
+# The installed package asks for the same wxWidgets (cmake/drutilsConfig.cmake.in).
+set(DRUTILS_WX_VERSION 3.2)
+set(DRUTILS_WX_COMPONENTS base core)
+find_package(wxWidgets ${DRUTILS_WX_VERSION} REQUIRED COMPONENTS ${DRUTILS_WX_COMPONENTS})
 find_package(ZLIB REQUIRED)
 find_package(Threads REQUIRED)
 

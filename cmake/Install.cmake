@@ -11,6 +11,9 @@ install(DIRECTORY include/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/drutils
 install(EXPORT drutilsTargets NAMESPACE drutils::
     DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/drutils)
 
+# The toolkit component asks for the wxWidgets this build used (space-separated
+# for the config file's find_dependency call).
+string(REPLACE ";" " " DRUTILS_WX_COMPONENTS_TEXT "${DRUTILS_WX_COMPONENTS}")
 configure_package_config_file(cmake/drutilsConfig.cmake.in
     ${CMAKE_CURRENT_BINARY_DIR}/drutilsConfig.cmake
     INSTALL_DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/drutils)
@@ -19,3 +22,58 @@ write_basic_package_version_file(${CMAKE_CURRENT_BINARY_DIR}/drutilsConfigVersio
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/drutilsConfig.cmake
     ${CMAKE_CURRENT_BINARY_DIR}/drutilsConfigVersion.cmake
     DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/drutils)
+
+# The tool's man page and bash completion, generated from its help at build time.
+install(FILES ${DRUTILS_MAN_PAGE} DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
+install(FILES ${DRUTILS_COMPLETION} DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions
+    RENAME drutils)
+
+# pkg-config: drutils.pc for the headers that need no toolkit, drutils-toolkit.pc
+# adding wxWidgets' flags (Debian's wxWidgets has no .pc file, so they are the ones
+# this build found). The prefix written into them is the one given when installing
+# (cmake --install --prefix DIR), so they are filled in twice: here with everything
+# known now, at install time with the prefix.
+set(DRUTILS_PC_PREFIX "@DRUTILS_PC_PREFIX@")
+foreach(kind LIBDIR INCLUDEDIR)
+    if(IS_ABSOLUTE "${CMAKE_INSTALL_${kind}}")
+        set(DRUTILS_PC_${kind} "${CMAKE_INSTALL_${kind}}")
+    else()
+        set(DRUTILS_PC_${kind} "\${prefix}/${CMAKE_INSTALL_${kind}}")
+    endif()
+endforeach()
+set(DRUTILS_PC_WX_CFLAGS "")
+foreach(dir IN LISTS wxWidgets_INCLUDE_DIRS)
+    string(APPEND DRUTILS_PC_WX_CFLAGS " -I${dir}")
+endforeach()
+foreach(definition IN LISTS wxWidgets_DEFINITIONS)
+    string(APPEND DRUTILS_PC_WX_CFLAGS " -D${definition}")
+endforeach()
+foreach(flag IN LISTS wxWidgets_CXX_FLAGS)
+    string(APPEND DRUTILS_PC_WX_CFLAGS " ${flag}")
+endforeach()
+set(DRUTILS_PC_WX_LIBS "")
+foreach(item IN LISTS wxWidgets_LIBRARIES)
+    if(item MATCHES "^-" OR IS_ABSOLUTE "${item}")
+        string(APPEND DRUTILS_PC_WX_LIBS " ${item}")
+    elseif(NOT item STREQUAL "")
+        string(APPEND DRUTILS_PC_WX_LIBS " -l${item}")
+    endif()
+endforeach()
+string(STRIP "${DRUTILS_PC_WX_CFLAGS}" DRUTILS_PC_WX_CFLAGS)
+string(STRIP "${DRUTILS_PC_WX_LIBS}" DRUTILS_PC_WX_LIBS)
+set(pc_dir ${CMAKE_CURRENT_BINARY_DIR}/pkgconfig)
+configure_file(cmake/drutils.pc.in ${pc_dir}/drutils.pc.in @ONLY)
+configure_file(cmake/drutils-toolkit.pc.in ${pc_dir}/drutils-toolkit.pc.in @ONLY)
+if(IS_ABSOLUTE "${CMAKE_INSTALL_LIBDIR}")
+    set(pc_destination "${CMAKE_INSTALL_LIBDIR}/pkgconfig")
+else()
+    set(pc_destination "\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_LIBDIR}/pkgconfig")
+endif()
+install(CODE "
+    set(DRUTILS_PC_PREFIX \"\${CMAKE_INSTALL_PREFIX}\")
+    foreach(pc drutils drutils-toolkit)
+        configure_file(\"${pc_dir}/\${pc}.pc.in\" \"${pc_dir}/\${pc}.pc\" @ONLY)
+    endforeach()
+    file(INSTALL \"${pc_dir}/drutils.pc\" \"${pc_dir}/drutils-toolkit.pc\"
+        DESTINATION \"${pc_destination}\")
+")

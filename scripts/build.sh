@@ -21,9 +21,11 @@ generator=()
 if command -v ninja >/dev/null 2>&1; then
     generator=(-G Ninja)
 fi
+# The project's own builds treat warnings as errors; a later -DDRUTILS_WERROR=OFF
+# among the arguments still wins.
 if [ ! -f "$dir/CMakeCache.txt" ]; then
-    cmake -S . -B "$dir" "${generator[@]}" "$@"
+    cmake -S . -B "$dir" "${generator[@]}" -DDRUTILS_WERROR=ON "$@"
 else
-    cmake -S . -B "$dir" "$@" >/dev/null
+    cmake -S . -B "$dir" -DDRUTILS_WERROR=ON "$@" >/dev/null
 fi
 cmake --build "$dir" "${targets[@]+"${targets[@]}"}" -j "${DRUTILS_JOBS:-2}"

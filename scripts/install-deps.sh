@@ -12,6 +12,7 @@ packages=(
     gettext python3 python3-ezdxf libssl-dev
     clang libclang-rt-14-dev
     xvfb xauth
+    man-db groff-base
 )
 
 missing=()

@@ -1,8 +1,10 @@
 #!/usr/bin/env bash
 # Installs what is missing, builds and runs every test: the suites in a normal
-# build, the suites again under AddressSanitizer+UndefinedBehaviorSanitizer (clang),
-# the task-queue suite under ThreadSanitizer, and the fuzz targets for a bounded
-# number of runs in the AddressSanitizer build.
+# build, again in a packager's Release build with g++ (where optimisation shows
+# warnings of its own; both runs install the build and check applications, man
+# page and completion against it), under AddressSanitizer+UndefinedBehaviorSanitizer
+# (clang), the task-queue suite under ThreadSanitizer, and the fuzz targets for a
+# bounded number of runs in the AddressSanitizer build.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 scripts/install-deps.sh
@@ -34,6 +36,10 @@ echo "== build and test (release with debug info)"
 scripts/build.sh build -DCMAKE_BUILD_TYPE=RelWithDebInfo -DDRUTILS_BUILD_BENCH=ON
 run_ctest build
 
+echo "== packager's build: Release with g++, tests and install checks"
+CC=gcc CXX=g++ scripts/build.sh build-release -DCMAKE_BUILD_TYPE=Release
+run_ctest build-release
+
 echo "== build and test under ASan+UBSan, with the fuzz targets"
 CC=clang CXX=clang++ scripts/build.sh build-asan -DCMAKE_BUILD_TYPE=Debug \
     -DDRUTILS_SANITIZE=address -DDRUTILS_BUILD_FUZZ=ON
@@ -60,5 +66,5 @@ else
     failed=$((failed + 1))
 fi
 
-echo "summary: $passed passed, $failed failed"
+echo "summary: $passed passed, $failed failed ($SECONDS s)"
 [ "$failed" -eq 0 ]

@@ -1,14 +1,94 @@
 #!/usr/bin/env bash
-# Installs the build tree into a temporary prefix and builds and runs an
-# application that finds the package with find_package(drutils).
+# Installs a build tree into a temporary prefix and checks what an application
+# and a user get from it: applications built against the installed package (CMake
+# with the plain target and with the toolkit component, make with pkg-config's
+# drutils and drutils-toolkit), one version everywhere, `man drutils` and the bash
+# completion. The applications are built in the build tree's configuration.
+# Usage: tests/install_consumer.sh BUILD-DIR
 set -euo pipefail
+export LC_ALL=C.UTF-8
 build=$1
-src=$(cd "$(dirname "$0")" && pwd)
+src=$(cd "$(dirname "$0")" && pwd)/consumer
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
-cmake --install "$build" --prefix "$work/prefix" >/dev/null
-cmake -S "$src/consumer" -B "$work/app" -DCMAKE_PREFIX_PATH="$work/prefix" >/dev/null
-cmake --build "$work/app" >/dev/null
-LD_LIBRARY_PATH="$work/prefix/lib:${LD_LIBRARY_PATH:-}" "$work/app/app"
-test -f "$work/prefix/include/drutils/drutils.h"
-test -f "$work/prefix/include/drutils/od/OdString.h"
+prefix=$work/prefix
+fail() { echo "install_consumer: $*" >&2; exit 1; }
+cached() { sed -n "s/^$1:[A-Z]*=//p" "$build/CMakeCache.txt"; }
+
+type=$(cached CMAKE_BUILD_TYPE)
+libdir=$(cached CMAKE_INSTALL_LIBDIR)
+cmake --install "$build" --prefix "$prefix" >/dev/null
+tool=$prefix/bin/drutils
+
+# An installed tool that carries a library search path finds its library by it.
+if readelf -d "$tool" | grep -qE 'R(UN)?PATH'; then
+    "$tool" --version >/dev/null || fail "the installed tool does not find its library"
+fi
+export LD_LIBRARY_PATH="$prefix/$libdir${LD_LIBRARY_PATH:+:$LD_LIBRARY_PATH}"
+version=$("$tool" --version)
+version=${version#drutils }
+
+# run_app KIND APP: the application runs and reports the version it was built against.
+run_app() {
+    local out
+    out=$("$2" 2>&1) || fail "$1 application failed: $out"
+    [ "$out" = "$1 consumer ok $version" ] || fail "$1 application says '$out', the tool is $version"
+}
+
+echo "-- CMake, drutils::drutils"
+cmake -S "$src/plain" -B "$work/plain" -DCMAKE_PREFIX_PATH="$prefix" -DCMAKE_BUILD_TYPE="$type" >/dev/null
+cmake --build "$work/plain" >/dev/null
+run_app plain "$work/plain/app"
+# The plain package must not look for the toolkit at all.
+if grep -q '^wxWidgets_CONFIG_EXECUTABLE' "$work/plain/CMakeCache.txt"; then
+    fail "find_package(drutils) without components looked for wxWidgets"
+fi
+
+echo "-- CMake, COMPONENTS toolkit"
+cmake -S "$src/toolkit" -B "$work/toolkit" -DCMAKE_PREFIX_PATH="$prefix" -DCMAKE_BUILD_TYPE="$type" >/dev/null
+cmake --build "$work/toolkit" >/dev/null
+run_app toolkit "$work/toolkit/app"
+if cmake -S "$src/toolkit" -B "$work/unknown" -DCMAKE_PREFIX_PATH="$prefix" \
+    -DDRUTILS_COMPONENT=nosuch >/dev/null 2>&1; then
+    fail "find_package(drutils REQUIRED COMPONENTS nosuch) succeeded"
+fi
+
+echo "-- make and pkg-config, drutils and drutils-toolkit"
+export PKG_CONFIG_PATH="$prefix/$libdir/pkgconfig"
+for pc in drutils drutils-toolkit; do
+    pkg-config --validate "$pc" || fail "$pc.pc is not valid"
+    [ "$(pkg-config --modversion "$pc")" = "$version" ] || fail "$pc.pc has another version than the tool"
+done
+mkdir "$work/pc"
+make -s -C "$src" OUT="$work/pc" >/dev/null
+run_app plain "$work/pc/plain"
+run_app toolkit "$work/pc/toolkit"
+
+echo "-- man drutils"
+page=$(MANPATH="$prefix/share/man" MANWIDTH=200 man drutils 2>&1) || fail "man drutils: $page"
+grep -q "drutils $version" <<<"$page" || fail "the man page does not name version $version"
+# Every line of every group's help is on the page.
+shown=$(sed 's/^ *//' <<<"$page")
+for group in $("$tool" --list-groups | cut -f1); do
+    while IFS= read -r line; do
+        line=$(sed 's/^ *//' <<<"$line")
+        [ -z "$line" ] || grep -qxF -- "$line" <<<"$shown" ||
+            fail "man drutils lacks, for group $group: $line"
+    done < <("$tool" "$group" --help)
+done
+
+echo "-- bash completion"
+completion=$prefix/share/bash-completion/completions/drutils
+# shellcheck disable=SC1090
+source "$completion"
+COMP_WORDS=(drutils "")
+COMP_CWORD=1
+_drutils
+offered=$(printf '%s\n' "${COMPREPLY[@]}" | grep -v '^-' | sort | paste -sd ' ' -)
+groups=$("$tool" --list-groups | cut -f1 | sort | paste -sd ' ' -)
+[ "$offered" = "$groups" ] || fail "the installed completion offers '$offered', the tool has '$groups'"
+[ "$(complete -p drutils)" = "complete -o default -F _drutils drutils" ] ||
+    fail "the completion is not registered for drutils"
+
+test -f "$prefix/include/drutils/od/OdString.h" || fail "include/drutils/od is not installed"
+echo "install_consumer: ok (drutils $version)"

@@ -94,8 +94,11 @@ std::string valueAt(const CPBlock* b, const std::string& path) {
 
 std::string itemNames(const CPBlock* b) {
     std::string s;
-    for (const CPItem* item : b->items())
-        s += (s.empty() ? "" : " ") + U(item->name());
+    for (const CPItem* item : b->items()) {
+        if (!s.empty())
+            s += ' ';
+        s += U(item->name());
+    }
     return s;
 }
 
@@ -393,8 +396,10 @@ TEST(PlotCfg, RequiredBlocksKeysAndKinds) {
 
 TEST(PlotCfg, CustomBlockIsOptionalAndDroppedWhenUnreadable) {
     std::string manyValues = "custom{\n";
-    for (size_t i = 0; i <= CCustomNode::kMaxValues; ++i)
-        manyValues += " " + std::to_string(i) + "{\n  name=\"v" + std::to_string(i) + "\n  value=1\n }\n";
+    for (size_t i = 0; i <= CCustomNode::kMaxValues; ++i) {
+        const std::string n = std::to_string(i);
+        manyValues += " " + n + "{\n  name=\"v" + n + "\n  value=1\n }\n";
+    }
     const std::vector<std::pair<std::string, std::string>> rows = {
         {"custom{\n 0{\n  name=\"x\n }\n}\n", "block 'custom/0': key 'value' is missing"},
         {"custom{\n 0{\n  name=\"x\n  value=\\ABC\\\n }\n}\n", "key 'value' is not hexadecimal text"},

@@ -473,8 +473,10 @@ TEST(PlotStyleTable, EverySampleOpensAndSurvivesSaving) {
 
 TEST(PlotStyleTable, BadInputIsRefusedWithTheReason) {
     std::string manyStyles;
-    for (int i = 0; i < 10000; ++i)
-        manyStyles += " " + std::to_string(i) + "{\n }\n";
+    for (int i = 0; i < 10000; ++i) {
+        const std::string n = std::to_string(i);
+        manyStyles += " " + n + "{\n }\n";
+    }
     const std::string head = "description=\"\naci_table_available=FALSE\nscale_factor=1.0\napply_factor=FALSE\n"
                              "custom_lineweight_display_units=0\n";
     const std::string a = kStyleA, styles = head + "plot_style{\n" + a;

@@ -91,8 +91,10 @@ std::string shellQuote(const std::string& s) {
 int runTool(const std::vector<std::string>& args, std::string* out, std::string* err, const std::string& stdinData) {
     TempDir tmp;
     std::string cmd = shellQuote(DRUTILS_TOOL);
-    for (const auto& a : args)
-        cmd += " " + shellQuote(a);
+    for (const auto& a : args) {
+        cmd += ' ';
+        cmd += shellQuote(a);
+    }
     std::string inPath = tmp.file("stdin"), outPath = tmp.file("stdout"), errPath = tmp.file("stderr");
     writeFile(inPath, stdinData);
     cmd += " <" + shellQuote(inPath) + " >" + shellQuote(outPath) + " 2>" + shellQuote(errPath);

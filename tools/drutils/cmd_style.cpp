@@ -151,10 +151,11 @@ std::string lineweightText(const CPlotStyleTable& t, const CPlotStyle& s) {
     if (s.lineWeight() == 0)
         return "object";
     const double mm = t.lineWeights().forStyle(s.lineWeight());
-    if (mm < 0)
-        return "#" + std::to_string(s.lineWeight()) + "?";
     char buf[32];
-    std::snprintf(buf, sizeof buf, "%.2f mm", mm);
+    if (mm < 0)
+        std::snprintf(buf, sizeof buf, "#%d?", s.lineWeight()); // an index the table does not hold
+    else
+        std::snprintf(buf, sizeof buf, "%.2f mm", mm);
     return buf;
 }
 

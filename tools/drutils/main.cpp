@@ -79,6 +79,14 @@ int main(int argc, char** argv) {
         std::printf("drutils %s\n", DRUTILS_VERSION);
         return cli::kOk;
     }
+    // Not in the help: one "GROUP<TAB>SUMMARY" line per group, read at build time
+    // to generate the man page and the shell completion, so a new group shows up
+    // in both without editing them.
+    if (args[0] == "--list-groups") {
+        for (const auto& g : kGroups)
+            std::printf("%s\t%s\n", g.name, g.summary);
+        return cli::kOk;
+    }
     log->verbose = cli::takeFlag(args, "--verbose");
     for (const auto& g : kGroups) {
         if (args[0] == g.name) {

@@ -1,0 +1,8 @@
+# The exported headers (paths below include/) whose interface names wxWidgets types:
+# an application that includes one of them needs the toolkit's flags, which the
+# installed package's `toolkit` component (drutils::toolkit) and drutils-toolkit.pc
+# give it. Every other header must compile with nothing but include/ on the path;
+# tests/headers checks both, so a header that starts naming toolkit types goes here.
+set(DRUTILS_TOOLKIT_HEADERS
+    drutils.h            # the umbrella header includes every family
+)
