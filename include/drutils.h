@@ -18,3 +18,11 @@
 #include "ut_messages.h"
 #include "ut_strings.h"
 #include "ut_taskqueue.h"
+// Printing: print data and system printers, papers. These headers name toolkit
+// types, so they come in only where the toolkit's headers can be found; an
+// application of the other families needs no toolkit.
+#include "od/OdDbPlotSettings.h"
+#if __has_include(<wx/setup.h>)
+#include "ut_papers.h"
+#include "ut_printdata.h"
+#endif

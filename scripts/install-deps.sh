@@ -12,6 +12,8 @@ packages=(
     gettext python3 python3-ezdxf libssl-dev
     clang libclang-rt-14-dev
     xvfb xauth
+    # the private printing scheduler's queues: PPDs of cups-filters (pxlcolor.ppd)
+    cups-filters
 )
 
 missing=()
