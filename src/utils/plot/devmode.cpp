@@ -54,8 +54,9 @@ DevModePtr allocate(uint16_t dmSize, uint16_t extra, size_t& bytes) {
 }
 
 bool wellFormed(const DEVMODEW* dm, size_t bytes) {
-    return dm && dm->dmSize >= kMinDevModeSize && dm->dmSize <= kMaxDevModeSize &&
-           size_t(dm->dmSize) + dm->dmDriverExtra <= bytes;
+    // dmSize and dmDriverExtra are only read once the record is known to hold them.
+    return dm && bytes >= offsetof(DEVMODEW, dmFields) && dm->dmSize >= kMinDevModeSize &&
+           dm->dmSize <= kMaxDevModeSize && size_t(dm->dmSize) + dm->dmDriverExtra <= bytes;
 }
 
 DEVMODEW readPublic(const DEVMODEW* dm) {

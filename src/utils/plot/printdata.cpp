@@ -624,7 +624,7 @@ void dumpDevMode(const DEVMODEW* dm, size_t recordBytes, OdString& out) {
     std::memcpy(&pub, dm, std::min(recordBytes, sizeof(DEVMODEW)));
     dumpPublic(pub, out);
     out += L"\nprivate data:\n";
-    if (dm->dmDriverExtra == 0) {
+    if (pub.dmDriverExtra == 0) {
         out += L"No\n";
     } else if (!devmode::wellFormed(dm, recordBytes)) {
         ut::logWarning(kSource, "ut::dumpDevMode",
