@@ -13,3 +13,6 @@ target_include_directories(drutils_wx SYSTEM INTERFACE ${wxWidgets_INCLUDE_DIRS}
 target_compile_definitions(drutils_wx INTERFACE ${wxWidgets_DEFINITIONS})
 target_compile_options(drutils_wx INTERFACE ${wxWidgets_CXX_FLAGS})
 target_link_libraries(drutils_wx INTERFACE ${wxWidgets_LIBRARIES})
+
+# CUPS: the system printers behind print data (linked privately by the library).
+find_package(Cups 2.2 REQUIRED)

@@ -5,4 +5,6 @@
 # tests/headers checks both, so a header that starts naming toolkit types goes here.
 set(DRUTILS_TOOLKIT_HEADERS
     drutils.h            # the umbrella header includes every family
+    ut_papers.h          # ut::CustomPapers answers in wxString
+    ut_printdata.h       # ut::PrintData is a wxPrintData
 )

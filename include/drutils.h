@@ -2,6 +2,7 @@
 #pragma once
 
 #include "od/OdArray.h"
+#include "od/OdDbPlotSettings.h"
 #include "od/OdGePoint.h"
 #include "od/OdString.h"
 #include "od/wintypes.h"
@@ -16,5 +17,7 @@
 #include "ut_filename.h"
 #include "ut_log.h"
 #include "ut_messages.h"
+#include "ut_papers.h"
+#include "ut_printdata.h"
 #include "ut_strings.h"
 #include "ut_taskqueue.h"

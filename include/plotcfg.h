@@ -76,6 +76,9 @@ private:
 
 namespace ut {
 
+class PrintData;           // ut_printdata.h
+struct PaperSizeInfo;      // ut_papers.h
+
 // What CMediaNode::setBounds needs of a printer device context: the device
 // capabilities of a printer page, in printer dots, as a Windows printer DC reports
 // them (GetDeviceCaps). The printing support fills it from the system printer.
@@ -266,6 +269,15 @@ public:
     bool emptyBounds() const;
     // Exchanges x and y of both corners (the page turned a quarter).
     void swapBounds();
+    // Selects a paper of a printer: its name, the sheet as media bounds and its
+    // printable rectangle as both the printable and the actual printable bounds.
+    // changed tells whether any value differed. False, node unchanged, for a paper
+    // without a name or without a positive size.
+    bool set(const ut::PaperSizeInfo& paper, bool& changed);
+    // Selects custom paper number id (its position in customPapers) the same way,
+    // its size converted to millimetres and its margins taken off the sheet. False,
+    // node unchanged, when there is no such paper or its margins leave no area.
+    bool setToCustom(uint64_t id, bool& changed);
 
     int selectionMethod = 0;
     OdString type;
@@ -381,6 +393,11 @@ public:
     static const wchar_t* const kDmDefaultSource;      // integer: paper source
     static const wchar_t* const kDmTTOption;           // integer: TrueType option
     static const wchar_t* const kPdfExport;            // boolean: the built-in PDF output
+    // Device-mode values that have no key of their own.
+    static const wchar_t* const kDmFields;             // integer: the device mode's field mask
+    static const wchar_t* const kDmDuplex;             // integer: DMDUP_SIMPLEX / VERTICAL / HORIZONTAL
+    static const wchar_t* const kDmDitherType;         // integer
+    static const wchar_t* const kDmNup;                // integer: pages per sheet
 
     bool init(const CPBlock* block);
     bool write(CPBlock* block) const;
@@ -434,6 +451,32 @@ private:
 class DRUTILS_API CPlotCfg3 {
 public:
     CPlotCfg3() = default;
+
+    // The device name of the built-in PDF output; compared without regard to case.
+    static const wchar_t* const kPdfDeviceName; // "Print As PDF"
+
+    // A new configuration for a system printer, owned by the caller, or for the
+    // built-in PDF output when printer is kPdfDeviceName in any case (no printer
+    // is asked then). Null, with the reason logged, when the printer cannot be
+    // opened or its settings cannot be taken.
+    static CPlotCfg3* create(const wchar_t* printer);
+    // The values of the built-in PDF output (and its default paper, A4).
+    void initForPdfExport();
+    // Everything back to a default-constructed configuration.
+    void setToDefault();
+    // Takes print settings: printer and device values, paper, orientation, copies,
+    // colour, duplex, collation, resolution. port is where the printer's output
+    // goes; "FILE" or "FILE:" means plotting to a file. Brings data's device mode up
+    // to date first (which is why data is not const). False, configuration
+    // unchanged, when data has no device mode.
+    bool fromPrintData(ut::PrintData& data, const wchar_t* port);
+    // Applies the configuration to print settings: the printer (whose device mode
+    // is taken as the base when it exists), then the stored values over it. The
+    // stored private bytes are used only when dmDriverExtra and dmSize are present
+    // and not negative and RawPrivateDeviceData is exactly twice dmDriverExtra
+    // hexadecimal digits; otherwise the print data get no private bytes (the
+    // printer's own stay in the device mode).
+    bool toPrintData(ut::PrintData& data) const;
 
     // Reads a configuration file with the printer look-ups (ut::PrinterLookup): a
     // configuration that is not PDF output is matched to an installed printer and

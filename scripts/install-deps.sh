@@ -13,6 +13,8 @@ packages=(
     clang libclang-rt-14-dev
     xvfb xauth
     man-db groff-base
+    # the private printing scheduler's queues: PPDs of cups-filters (pxlcolor.ppd)
+    cups-filters
 )
 
 missing=()

@@ -743,7 +743,7 @@ TEST(PlotCfgTool, SetChangesFieldsAllOrNothing) {
     writeFile(file, readFile(dataFile("printer-hpgl-raw-device-data.pc3")));
     std::string out, err;
     ASSERT_EQ(0, runTool({"pc3", "set", file, "config_description=Plans, B\xc3\xbcro A0", "default_system_cfg=unset",
-                          "resolution=DMRES_DRAFT", "collate=true", "paper=ISO A0"},
+                          "resolution=DMRES_DRAFT", "collate=true", "paper=A2"},
                          &out, &err))
         << err;
     std::unique_ptr<CPlotCfg3> cfg(CPlotCfg3::readStored(W(file)));
@@ -752,7 +752,7 @@ TEST(PlotCfgTool, SetChangesFieldsAllOrNothing) {
     EXPECT_FALSE(cfg->meta.defaultSystemCfg.has_value());
     EXPECT_EQ(CResolutionNode::DMRES_DRAFT, cfg->resColorMem.resolution.get());
     EXPECT_TRUE(cfg->media.destination->isCollating());
-    EXPECT_EQ(L"ISO A0", cfg->media.size.name.str());
+    EXPECT_EQ(L"A2", cfg->media.size.name.str());
     OdString raw;
     EXPECT_TRUE(cfg->custom->getBin(raw, CCustomNode::kRawPrivateDeviceData));
     EXPECT_EQ(10032, raw.getLength());

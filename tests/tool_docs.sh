@@ -25,15 +25,16 @@ groups=$("$tool" --list-groups | cut -f1)
 # The group rows cover each way a group's help lists its commands.
 rows=(
     "drutils st|style"
-    "drutils p|path pc3 pia pmp"
+    "drutils p|papers path pc3 pia pmp printers"
     "drutils cipher |decode encode"                # one usage line per command
     "drutils lock |clear hold status"              # "commands:" list, then "Exit status:"
-    "drutils pc3 |custom set show"                 # a "Keys of set:" section follows the list
+    "drutils pc3 |apply custom new papers set show" # a "Keys of set:" section follows the list
     "drutils style |convert new render set show"   # blank line and "commands:" before the list
     "drutils style co|convert"
     "drutils style show --j|--json"                # options of the group
     "drutils msg list --|--catalogs --help --json --lang"
     "drutils style show |"                         # operands: left to bash's file names
+    "drutils printers --|--help --json"            # a group that is a command itself
     "drutils nosuch |"
 )
 for row in "${rows[@]}"; do
@@ -45,12 +46,16 @@ for row in "${rows[@]}"; do
 done
 
 # Every group the tool has is offered, and offers commands: a group whose help
-# the generator cannot read would offer none.
+# the generator cannot read would offer none. A group that is a command itself
+# ("usage: drutils printers [--json]") has none to offer, and says so by its usage
+# line going straight to options or operands.
 want=$(printf '%s\n' --help --version $groups | sort | paste -sd ' ' -)
 got=$(complete_words drutils "")
 [ "$got" = "$want" ] || fail "groups offered: '$got', the tool has '$want'"
 for g in $groups; do
-    [ -n "$(complete_words drutils "$g" "")" ] || fail "group '$g' offers no commands"
+    [ -n "$(complete_words drutils "$g" "")" ] && continue
+    "$tool" "$g" --help | grep -qE "^usage: drutils $g( \[| [A-Z]|$)" ||
+        fail "group '$g' offers no commands"
 done
 
 # The man page passes groff's checks without a warning.

@@ -4,16 +4,28 @@
 #include <cstdio>
 
 #include <drutils.h>
+#include <wx/cmndata.h>
 #include <wx/gdicmn.h>
+#include <wx/init.h>
 #include <wx/string.h>
 
 int main() {
+    wxInitializer toolkit;
+    if (!toolkit.IsOk())
+        return 1;
     ut::FileName fn(L"/plans/site.dwg");
     const wxString name(fn.getName().c_str());
     // Intersect lives in the core library, Format in the base library.
     const wxRect overlap = wxRect(0, 0, 420, 297).Intersect(wxRect(400, 200, 100, 100));
     const wxString text = wxString::Format("%s %dx%d", name, overlap.width, overlap.height);
-    const bool ok = text == "site 20x97";
+    // A library type that is a toolkit type: the print settings, with a paper
+    // from the toolkit's database, copied through the library's own members.
+    ut::PrintData settings;
+    settings.setDriverName(wxT("consumer"));
+    settings.SetPaperId(wxPAPER_A4);
+    const ut::PrintData copy(settings);
+    const bool ok = text == "site 20x97" && copy.getDriverName() == "consumer" && copy.GetPaperId() == wxPAPER_A4 &&
+                    copy.isTtfAsText();
     std::printf("toolkit consumer %s %s\n", ok ? "ok" : "wrong", DRUTILS_PACKAGE_VERSION);
     return ok ? 0 : 1;
 }

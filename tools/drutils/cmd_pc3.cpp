@@ -12,6 +12,7 @@
 #include "cli.h"
 #include "commands.h"
 #include "plotcfg.h"
+#include "ut_papers.h"
 
 namespace {
 
@@ -26,10 +27,16 @@ const char kPc3Help[] =
     "                                           two digits per byte), bool, real or int; a new\n"
     "                                           name needs --kind; other kinds of NAME are removed\n"
     "  custom FILE remove NAME [--kind K]       delete a value (every kind unless --kind)\n"
+    "  new PRINTER OUT [--force]                a configuration of a system printer (or of\n"
+    "                                           \"Print As PDF\"); an existing OUT only with --force\n"
+    "  apply [--json] FILE                      the print settings, job options and device mode\n"
+    "                                           the configuration gives on this system\n"
+    "  papers FILE list|add|set|remove ...      custom papers ('pc3 papers --help')\n"
     "Keys of set:\n"
     "  win_device_name, win_driver_name, friendly_net_name, config_description   text\n"
     "  default_system_cfg, config_autospool      true, false or unset\n"
-    "  paper                                     the selected paper's name\n"
+    "  paper                                     a custom paper of the file or a standard paper\n"
+    "                                            (Letter, A4, ...): name, size and bounds\n"
     "  dm_orientation                            portrait, landscape, 1 or 2\n"
     "  landscape_mode, plot_to_file, collate     true or false\n"
     "  number_of_copies                          1 to 9999\n"
@@ -40,7 +47,7 @@ const char kPc3Help[] =
     "Exit status 1 when a file cannot be read or written or a value is refused.\n";
 
 const char kPmpHelp[] = "usage: drutils pmp show [--json] FILE\n"
-                        "  Prints the driver description and calibration of a user-defined model file.\n";
+                        "  Prints the driver description, calibration and papers of a user-defined model file.\n";
 
 // ------------------------------------------------------------------ value parsing
 
@@ -401,6 +408,42 @@ std::string setText(OdString& field, const std::string& value) {
     return std::string();
 }
 
+// Selects a paper with its size and bounds: a custom paper of the configuration
+// (by its global or local name), else a standard paper, which keeps the current
+// margins when they fit it.
+std::string choosePaper(CPlotCfg3& c, const std::string& value) {
+    if (value.empty())
+        return "a paper needs a name";
+    const OdString name = cli::wide(value);
+    bool changed = false;
+    if (c.media.customPapers) {
+        const auto& list = c.media.customPapers->papers;
+        for (unsigned i = 0; i < list.size(); ++i)
+            if (list[i].globalName == name || list[i].localName == name)
+                return c.media.setToCustom(i, changed) ? std::string()
+                                                       : "the custom paper's margins leave no printable area";
+    }
+    const short number = ut::getPSnumber(name.c_str());
+    double w = 0, h = 0;
+    if (number < 1 || number > ut::kLastStandardPaper || !ut::getStandardPaperSize(number, w, h))
+        return "no such paper: neither a custom paper of this configuration nor a standard paper name";
+    const CMediaDescriptionNode& d = c.media.size.mediaDescription;
+    double left = d.printableBoundsLlx, bottom = d.printableBoundsLly;
+    double right = d.mediaBounds.urx - d.printableBoundsUrx, top = d.mediaBounds.ury - d.printableBoundsUry;
+    if (!(left >= 0 && bottom >= 0 && right >= 0 && top >= 0 && left + right < w && bottom + top < h))
+        left = bottom = right = top = 0;
+    ut::PaperSizeInfo paper;
+    paper.number = number;
+    paper.name = ut::getCanonicalPSname(number);
+    paper.width = w;
+    paper.height = h;
+    paper.printableLlx = left;
+    paper.printableLly = bottom;
+    paper.printableUrx = w - right;
+    paper.printableUry = h - top;
+    return c.media.set(paper, changed) ? std::string() : "refused";
+}
+
 const std::vector<Setter>& setters() {
     static const std::vector<Setter> table = {
         {"win_device_name", [](CPlotCfg3& c, const std::string& v) { return setText(c.meta.winDeviceName, v); }},
@@ -416,11 +459,7 @@ const std::vector<Setter>& setters() {
          [](CPlotCfg3& c, const std::string& v) {
              return parseTri(v, c.meta.configAutospool) ? std::string() : "expected true, false or unset";
          }},
-        {"paper", [](CPlotCfg3& c, const std::string& v) {
-             if (v.empty())
-                 return std::string("a paper needs a name");
-             return setText(c.media.size.name, v);
-         }},
+        {"paper", [](CPlotCfg3& c, const std::string& v) { return choosePaper(c, v); }},
         {"dm_orientation",
          [](CPlotCfg3& c, const std::string& v) {
              long o = 0;
@@ -670,6 +709,16 @@ int runPmpShow(cli::Args& args) {
         jsonMeta(j, pmp->meta);
         j.key("calibration").beginObject().key("x").value(pmp->udm.calibration.x);
         j.key("y").value(pmp->udm.calibration.y).endObject();
+        j.key("papers").beginArray();
+        for (const ModelPaper& p : modelPapers(*pmp)) {
+            j.beginObject().key("name").value(p.name).key("localized_name").value(p.localizedName);
+            j.key("landscape").value(p.landscape).key("width").value(p.width).key("height").value(p.height);
+            j.key("printable").beginArray();
+            for (double v : p.printable)
+                j.value(v);
+            j.endArray().endObject();
+        }
+        j.endArray();
         j.key("udm_other_keys").beginArray();
         for (const auto& e : pmp->udm.foreign.entries())
             j.value(e.item->name());
@@ -690,6 +739,15 @@ int runPmpShow(cli::Args& args) {
         std::printf("%-14s %s\n", "model file", cli::utf8(m.userDefinedModelPathname).c_str());
     std::printf("%-14s x %s, y %s\n", "calibration", realText(pmp->udm.calibration.x).c_str(),
                 realText(pmp->udm.calibration.y).c_str());
+    const std::vector<ModelPaper> papers = modelPapers(*pmp);
+    if (!papers.empty()) {
+        std::printf("%-14s %zu\n", "papers", papers.size());
+        for (const ModelPaper& p : papers)
+            std::printf("  %s  %s x %s mm%s, printable %s, %s - %s, %s\n",
+                        cli::utf8(p.localizedName.isEmpty() ? p.name : p.localizedName).c_str(), mm(p.width).c_str(),
+                        mm(p.height).c_str(), p.landscape ? " landscape" : "", mm(p.printable[0]).c_str(),
+                        mm(p.printable[1]).c_str(), mm(p.printable[2]).c_str(), mm(p.printable[3]).c_str());
+    }
     std::string kept;
     for (const auto& e : pmp->foreign.entries())
         kept += (kept.empty() ? "" : ", ") + cli::utf8(e.item->name());
@@ -701,7 +759,7 @@ int runPmpShow(cli::Args& args) {
 } // namespace
 
 int runPc3(cli::Args& args) {
-    if (args.empty() || cli::wantsHelp(args)) {
+    if (args.empty() || (cli::wantsHelp(args) && args[0] != "papers")) {
         std::fputs(kPc3Help, args.empty() ? stderr : stdout);
         return args.empty() ? cli::kUsage : cli::kOk;
     }
@@ -713,6 +771,12 @@ int runPc3(cli::Args& args) {
         return runSet(args);
     if (command == "custom")
         return runCustom(args);
+    if (command == "new")
+        return runPc3New(args);
+    if (command == "apply")
+        return runPc3Apply(args);
+    if (command == "papers")
+        return runPc3Papers(args);
     return cli::usage("unknown command 'pc3 " + command + "'");
 }
 

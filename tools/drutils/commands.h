@@ -1,6 +1,8 @@
 // Entry points of the command groups; each takes the arguments after its name.
 #pragma once
 
+#include <vector>
+
 #include "cli.h"
 
 int runName(cli::Args& args);
@@ -12,3 +14,24 @@ int runPmp(cli::Args& args);
 int runMsg(cli::Args& args);
 int runLock(cli::Args& args);
 int runStyle(cli::Args& args);
+
+// Printing (cmd_printing.cpp): system printers and their papers, configurations
+// made from printers and applied to print settings, custom papers.
+int runPrinters(cli::Args& args);
+int runPapers(cli::Args& args);
+int runPc3New(cli::Args& args);
+int runPc3Apply(cli::Args& args);
+int runPc3Papers(cli::Args& args);
+
+class PlotModelParam;
+// One paper of a user-defined model file's own list (its udm/media block), with
+// the size and printable bounds of the description it names (0 when none).
+struct ModelPaper {
+    OdString name;
+    OdString localizedName;
+    bool landscape = false;
+    double width = 0.0;
+    double height = 0.0;
+    double printable[4] = {0.0, 0.0, 0.0, 0.0}; // llx, lly, urx, ury
+};
+std::vector<ModelPaper> modelPapers(const PlotModelParam& pmp);

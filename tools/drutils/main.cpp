@@ -33,6 +33,8 @@ const Group kGroups[] = {
     {"msg", "prompt and error texts, the drawing SDK's numbered messages", runMsg},
     {"lock", "drawing locks: status, hold, clear", runLock},
     {"style", "plot style tables: show, new, convert, set, render", runStyle},
+    {"printers", "list the system printers", runPrinters},
+    {"papers", "list the papers of a system printer", runPapers},
 };
 
 void printHelp() {

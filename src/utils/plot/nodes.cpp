@@ -657,6 +657,10 @@ const wchar_t* const CCustomNode::kDmMediaType = L"dmMediaType";
 const wchar_t* const CCustomNode::kDmDefaultSource = L"dmDefaultSource";
 const wchar_t* const CCustomNode::kDmTTOption = L"dmTTOption";
 const wchar_t* const CCustomNode::kPdfExport = L"PdfExport";
+const wchar_t* const CCustomNode::kDmFields = L"dmFields";
+const wchar_t* const CCustomNode::kDmDuplex = L"dmDuplex";
+const wchar_t* const CCustomNode::kDmDitherType = L"dmDitherType";
+const wchar_t* const CCustomNode::kDmNup = L"dmNup";
 
 namespace {
 
