@@ -5,7 +5,9 @@
 
 #include <cstdint>
 #include <cstdio>
+#include <initializer_list>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "drutils_export.h"
@@ -126,8 +128,24 @@ public:
         kFileError = -2,
         kUserAbort = -7,
         // The output would pass the run's size limit (see CPIAFileIn::setMaxTextSize).
-        kTooLarge = -8
+        kTooLarge = -8,
+        // The destination exists and the writer was told to keep it
+        // (CPIAFileOut::close with replaceExisting false).
+        kFileExists = -9,
+        // A writer refused a tree that would not read back as it is
+        // (CPIAFileOut::canStore); nothing was written.
+        kUnstorable = -10
     };
+
+    // A few words for a result code, for people ("compressed data is corrupt").
+    static const wchar_t* resultText(int result);
+    // Why the last run (the last open, write or close of the reader and writer
+    // below) failed, in words that do not repeat the file's name: the system's
+    // reason for a file that cannot be opened ("no such file", "is a directory"),
+    // "not a parameter file" for a file that fails to read and does not begin as
+    // one, the disk's reason for a destination that cannot be written. Empty after
+    // success.
+    OdString errorText() const;
 
     ZlibEngine();
     virtual ~ZlibEngine();
@@ -158,6 +176,8 @@ protected:
 
     int load_input();
     int flush_output();
+    // Records why the run or the writer failed (see errorText).
+    void setErrorText(const OdString& text);
     // Bytes one run may write at most; a run that would write more ends with kTooLarge.
     void setOutputLimit(uint64_t bytes);
     // compress and decompress with the output kept in memory instead of a
@@ -223,12 +243,23 @@ public:
     // Starts a new temporary text file ("pia" in the application temporary
     // folder); 0, or -2 when none can be made.
     int open();
-    // Writes text in the ANSI code page (characters it lacks become "?"), then a
-    // line feed when asked. Returns the state: 0, or -2 from the first failure on,
-    // after which every write is skipped.
+    // Writes text in the ANSI code page (characters it lacks become "?"; see
+    // canStore), then a line feed when asked. Returns the state: 0, or -2 from the
+    // first failure on, after which every write is skipped.
     int writeLine(const wchar_t* text, bool newline = true);
-    // Prints a tree, the root's items at the margin and one blank per level.
+    // Prints a tree, the root's items at the margin and one blank per level. Lines
+    // are cut to the 511 characters of the line buffer, as the format has always
+    // been written; consumers ask canStore first.
     void writeBlock(const CPBlock* block);
+    // Whether writeBlock would print every item of a tree so that the parser reads
+    // it back as it is, in the ANSI code page in force now: no line cut or longer
+    // than the reader's 511 bytes, no string with "{" or a line break, no name with
+    // a blank, "=", "{" or "}", no number whose text reads as another kind, no
+    // empty binary value (which the printer drops), no character the code page lacks (which writeLine would write as "?"). When not,
+    // why names the first item at fault by its path ("plot_style/3/description: ...")
+    // and, for a character, the code page and DRUTILS_ANSI_CODEPAGE, which chooses
+    // another. Writers of user files return kUnstorable instead of printing then.
+    static bool canStore(const CPBlock* root, OdString* why = nullptr);
     // kColorTable (the default), kNamedTable or kPrinterConfig: the header's
     // "CTB", "STB" or "PC3"; other values write "CTB".
     void setFileType(int type);
@@ -236,8 +267,10 @@ public:
     // Compresses the text at level 6 and writes the container; 0 or a result code.
     // An existing file at path is replaced atomically (a new file beside it, synced
     // and renamed), so on any failure it keeps its old content. The temporary text
-    // file is removed whatever happens.
+    // file is removed whatever happens. With replaceExisting false an existing file
+    // is never replaced (kFileExists), however late it appeared.
     int close(const wchar_t* path);
+    int close(const wchar_t* path, bool replaceExisting);
 
 private:
     void writeBinary(const CPBin* bin);
@@ -265,11 +298,18 @@ public:
     int errorLine() const { return m_errorLine; }
     // Result of opening the container in the last parse (0 when it opened).
     int openResult() const { return m_openResult; }
-    // Why the last parse failed, in a few English words; empty after success.
-    const wchar_t* errorText() const { return m_errorText; }
+    // Why the last parse failed, in a few English words; empty after success. When
+    // the container could not be opened, the reader's reason (ZlibEngine::errorText).
+    const wchar_t* errorText() const { return m_errorText.c_str(); }
 
-    // Blocks nested deeper than this fail the file (real files nest three levels).
+    // What one file may cost. Real files nest three levels and hold a few thousand
+    // items and well under a megabyte of text; the bounds keep a hostile file from
+    // taking more than a couple of hundred megabytes, and fail it with a message
+    // instead. Blocks nested deeper than kMaxDepth, more than kMaxItems items, or
+    // more than kMaxTextLength characters of names and values fail the file.
     static constexpr int kMaxDepth = 256;
+    static constexpr size_t kMaxItems = 500000;
+    static constexpr size_t kMaxTextLength = size_t(16) << 20;
 
     // Where parseLines takes its lines from (defined inside the library).
     class LineSource;
@@ -280,5 +320,5 @@ private:
     CPBlock* m_root = nullptr;
     int m_errorLine = 0;
     int m_openResult = 0;
-    const wchar_t* m_errorText = L"";
+    OdString m_errorText;
 };

@@ -16,7 +16,8 @@ namespace {
 
 const char kSource[] = "src/utils/ut_filelock";
 
-std::string osPath(const OdString& path) { return platform::wideToUtf8(path.str()); }
+// Every path reaches the system through the one lossless conversion.
+std::string osPath(const OdString& path) { return platform::nativePath(path); }
 
 // Paths that reach this family in the Windows spelling must still name the file.
 OdString nativeSlashes(const OdString& path) {
@@ -216,8 +217,7 @@ void FileLocker::takeOver(FileLocker& other) noexcept {
 
 void FileLocker::release(LockFile& file) {
     if (file.handle != platform::kNoFile && !platform::removeLockFile(file.handle, osPath(file.path)))
-        logWarning(kSource, "ut::FileLocker::unlock", "lock file %s could not be deleted",
-                   osPath(file.path).c_str());
+        logWarning(kSource, "ut::FileLocker::unlock", L"lock file %ls could not be deleted", file.path.c_str());
     file = LockFile();
 }
 
@@ -248,7 +248,7 @@ bool FileLocker::lock(const OdString& path) {
         if (f.file.handle != platform::kNoFile)
             f.file.path = f.name;
         else
-            logWarning(kSource, "ut::FileLocker::lock", "lock file %s not written: %s", osPath(f.name).c_str(),
+            logWarning(kSource, "ut::FileLocker::lock", L"lock file %ls not written: %s", f.name.c_str(),
                        platform::describe(status));
     }
     return isLocked();
@@ -290,8 +290,8 @@ bool FileLocker::readLockInfo(const OdString& path, OdString& user, OdString& ma
     std::string bytes;
     const platform::FileStatus status = platform::readSmallFile(osPath(dwl), lockfile::kMaxBytes, bytes);
     if (status == platform::FileStatus::TooLarge)
-        logWarning(kSource, "ut::FileLocker::readLockInfo", "%s is not a lock file: larger than %zu bytes",
-                   osPath(dwl).c_str(), lockfile::kMaxBytes);
+        logWarning(kSource, "ut::FileLocker::readLockInfo", L"%ls is not a lock file: larger than %zu bytes",
+                   dwl.c_str(), lockfile::kMaxBytes);
     if (status != platform::FileStatus::Ok)
         return false;
     const std::vector<OdString> lines = lockfile::splitLines(lockfile::decode(bytes));

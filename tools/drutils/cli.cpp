@@ -3,7 +3,7 @@
 #include <cmath>
 #include <cstring>
 
-#include "platform/codepage.h"
+#include "platform/files.h"
 
 namespace cli {
 
@@ -78,9 +78,9 @@ bool rejectUnknownOptions(const Args& args) {
     return false;
 }
 
-std::string utf8(const OdString& s) { return ut::platform::wideToUtf8(s.str()); }
-std::string utf8(const std::wstring& s) { return ut::platform::wideToUtf8(s); }
-OdString wide(const std::string& utf8Text) { return OdString(ut::platform::utf8ToWide(utf8Text)); }
+std::string utf8(const OdString& s) { return ut::platform::fileNameToBytes(s.str()); }
+std::string utf8(const std::wstring& s) { return ut::platform::fileNameToBytes(s); }
+OdString wide(const std::string& bytes) { return OdString(ut::platform::fileNameFromBytes(bytes)); }
 
 void Json::separate() {
     if (m_afterKey) {
@@ -133,6 +133,12 @@ Json& Json::value(const std::string& v) {
     return *this;
 }
 
+Json& Json::value(const OdString& v) {
+    separate();
+    std::fprintf(m_out, "\"%s\"", escape(std::wstring_view(v.str())).c_str());
+    return *this;
+}
+
 Json& Json::value(long long v) {
     separate();
     std::fprintf(m_out, "%lld", v);
@@ -171,24 +177,43 @@ Json& Json::null() {
 
 void Json::finish() { std::fputc('\n', m_out); }
 
-std::string Json::escape(const std::string& s) {
+std::string Json::escape(const std::string& s) { return escape(std::wstring_view(ut::platform::fileNameFromBytes(s))); }
+
+std::string Json::escape(std::wstring_view s) {
     std::string out;
     out.reserve(s.size() + 2);
-    for (unsigned char c : s) {
+    char buf[8];
+    for (wchar_t w : s) {
+        const char32_t c = char32_t(w);
         switch (c) {
-        case '"': out += "\\\""; break;
-        case '\\': out += "\\\\"; break;
-        case '\n': out += "\\n"; break;
-        case '\r': out += "\\r"; break;
-        case '\t': out += "\\t"; break;
-        default:
-            if (c < 0x20) {
-                char buf[8];
-                std::snprintf(buf, sizeof buf, "\\u%04x", c);
-                out += buf;
-            } else {
-                out += char(c);
-            }
+        case U'"': out += "\\\""; continue;
+        case U'\\': out += "\\\\"; continue;
+        case U'\n': out += "\\n"; continue;
+        case U'\r': out += "\\r"; continue;
+        case U'\t': out += "\\t"; continue;
+        default: break;
+        }
+        if (c < 0x20 || (c >= 0xD800 && c <= 0xDFFF)) {
+            // Control characters must be escaped; a lone surrogate has no UTF-8
+            // form at all, and the escape keeps it (U+DCxx: a byte of a name).
+            std::snprintf(buf, sizeof buf, "\\u%04x", unsigned(c));
+            out += buf;
+        } else if (c > 0x10FFFF) {
+            out += "\\ufffd";
+        } else if (c < 0x80) {
+            out += char(c);
+        } else if (c < 0x800) {
+            out += char(0xC0 | (c >> 6));
+            out += char(0x80 | (c & 0x3F));
+        } else if (c < 0x10000) {
+            out += char(0xE0 | (c >> 12));
+            out += char(0x80 | ((c >> 6) & 0x3F));
+            out += char(0x80 | (c & 0x3F));
+        } else {
+            out += char(0xF0 | (c >> 18));
+            out += char(0x80 | ((c >> 12) & 0x3F));
+            out += char(0x80 | ((c >> 6) & 0x3F));
+            out += char(0x80 | (c & 0x3F));
         }
     }
     return out;

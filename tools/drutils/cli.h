@@ -4,6 +4,7 @@
 
 #include <cstdio>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "od/OdString.h"
@@ -28,11 +29,19 @@ bool wantsHelp(const Args& args);
 // An option-looking argument that nobody took: reports it and returns true.
 bool rejectUnknownOptions(const Args& args);
 
+// Between the tool's byte strings (arguments, output) and the library's wide text.
+// The conversion is the library's file-name one: text in the locale's encoding
+// (UTF-8 as a rule) becomes characters, any other byte survives the trip both
+// ways, so an argument naming a file whose name is not valid UTF-8 still names
+// it, and printing such a name prints the bytes it was given as.
 std::string utf8(const OdString& s);
 std::string utf8(const std::wstring& s);
-OdString wide(const std::string& utf8Text);
+OdString wide(const std::string& bytes);
 
-// Minimal JSON output: values are written as they come, commas are handled.
+// Minimal JSON output: values are written as they come, commas are handled. The
+// output is always valid UTF-8: byte strings are read as cli::wide reads them, and
+// a byte no character stands for (U+DC80..U+DCFF) is written as the escape
+// "\udcXX", which a JSON reader turns back into the same code point.
 class Json {
 public:
     explicit Json(FILE* out = stdout) : m_out(out) {}
@@ -42,7 +51,7 @@ public:
     Json& endArray();
     Json& key(const std::string& k);
     Json& value(const std::string& v);
-    Json& value(const OdString& v) { return value(utf8(v)); }
+    Json& value(const OdString& v);
     Json& value(const char* v) { return value(std::string(v)); }
     Json& value(long long v);
     Json& value(int v) { return value(static_cast<long long>(v)); }
@@ -55,6 +64,7 @@ public:
     Json& null();
     void finish(); // final newline
     static std::string escape(const std::string& s);
+    static std::string escape(std::wstring_view s);
 
 private:
     void separate();
