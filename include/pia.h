@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <initializer_list>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -113,6 +114,61 @@ private:
 // text does not scan ("%d"; "%f" into a float, widened: single precision on purpose).
 DRUTILS_API bool readInt(const CPBlock* block, const wchar_t* name, int& out);
 DRUTILS_API bool readDouble(const CPBlock* block, const wchar_t* name, double& out);
+
+// Items of a block that its reader did not claim (keys and blocks another writer
+// added), each with the known item it followed, so that a rewrite puts them back
+// where they stood. Printer configurations and plot style tables keep them.
+// Copying copies the items.
+class DRUTILS_API CPForeignItems {
+public:
+    struct Entry {
+        OdString anchorName;          // the known item this one followed
+        int anchorKind = -1;          // its kind; -1: the item stood before every known item
+        std::unique_ptr<CPItem> item; // an owned copy
+    };
+
+    CPForeignItems() = default;
+    CPForeignItems(const CPForeignItems& other);
+    CPForeignItems& operator=(const CPForeignItems& other);
+    CPForeignItems(CPForeignItems&&) noexcept = default;
+    CPForeignItems& operator=(CPForeignItems&&) noexcept = default;
+    ~CPForeignItems();
+
+    bool empty() const { return m_entries.empty(); }
+    size_t size() const { return m_entries.size(); }
+    const std::vector<Entry>& entries() const { return m_entries; }
+    void clear() { m_entries.clear(); }
+    // Keeps a copy of item (blocks are copied whole).
+    void append(const CPItem& item, const OdString& anchorName, int anchorKind);
+
+    // Keeps a copy of every item of block that known() does not claim, anchored to
+    // the claimed item before it.
+    template <typename Known> void collect(const CPBlock& block, Known known) {
+        OdString anchorName;
+        int anchorKind = -1;
+        for (const CPItem* item : block.items()) {
+            if (known(*item)) {
+                anchorName = item->name();
+                anchorKind = item->kind();
+            } else {
+                append(*item, anchorName, anchorKind);
+            }
+        }
+    }
+    // Adds the known items to block in their order (taking them over) with a copy
+    // of each kept item after the known item it followed; those that followed an
+    // item no longer written go at the end. An item that clashes with one already
+    // in block (same name and kind) is dropped: the known value wins.
+    void weave(CPBlock& block, const std::vector<CPItem*>& known) const;
+    // The kept item of that name and kind; null when none.
+    CPItem* find(const wchar_t* name, int kind) const;
+
+    // A deep copy of any item of the block tree.
+    static CPItem* clone(const CPItem& item);
+
+private:
+    std::vector<Entry> m_entries;
+};
 
 // ---------------------------------------------------------------- container
 

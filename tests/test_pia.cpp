@@ -619,7 +619,7 @@ TEST_F(Pia, ToolCommands) {
     const std::string cut = put("short.ctb", "PIAFILE");
     EXPECT_EQ(1, runTool({"pia", "check", dir.file("t.stb"), broken, cut}, &out));
     EXPECT_EQ(dir.file("t.stb") + ": OK\n" + broken + ": line 3: blank inside a name\n" + cut +
-                  ": cannot read: compressed data is truncated or missing\n",
+                  ": cannot read: not a parameter file\n",
               out);
     EXPECT_EQ(1, runTool({"pia", "check", "--json", broken}, &out));
     EXPECT_EQ("[{\"file\":\"" + broken + "\",\"ok\":false,\"line\":3,\"reason\":\"blank inside a name\"}]\n", out);

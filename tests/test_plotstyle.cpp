@@ -647,10 +647,10 @@ TEST(StyleTool, Commands) {
     const size_t pen1 = sheet.find("<title>1: Pen 1</title>");
     ASSERT_NE(pen1, std::string::npos);
     EXPECT_EQ(sheet.find("class=\"swatch\""), sheet.find("class=\"swatch\" x=\"11\" y=\"27\" width=\"40\" height=\"10\" fill=\"#ff0000\"", pen1));
-    ASSERT_EQ(runTool({"style", "render", stb, svg}, &out, &err), 0) << err;
+    ASSERT_EQ(runTool({"style", "render", stb, svg, "--force"}, &out, &err), 0) << err;
     EXPECT_NE(readFile(svg).find("fill=\"url(#object)\""), std::string::npos) << "a named default pen";
     // long names are cut to fit a cell and kept whole in its tooltip
-    ASSERT_EQ(runTool({"style", "render", dataFile("named-custom-300.stb"), svg}, &out, &err), 0) << err;
+    ASSERT_EQ(runTool({"style", "render", dataFile("named-custom-300.stb"), svg, "--force"}, &out, &err), 0) << err;
     EXPECT_NE(readFile(svg).find("<title>colorBlue_screening1_LnWt050__thickness-4</title>"), std::string::npos);
     EXPECT_NE(readFile(svg).find(">colorBlue_screening1_Ln\u2026</text>"), std::string::npos);
 }

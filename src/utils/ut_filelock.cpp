@@ -276,13 +276,42 @@ bool FileLocker::isLocked(const OdString& path) { return hasDwl(path); }
 
 bool FileLocker::hasDwl(const OdString& path) { return platform::isRegularFile(osPath(getDwlPath(path))); }
 
-bool FileLocker::isLockedByOther(const OdString& path) {
-    OdString user, machine, since;
-    if (!readLockInfo(path, user, machine, since))
-        return false;
+bool FileLocker::isLockedByOther(const OdString& path) { return holder(path).holder == LockInfo::kOther; }
+
+FileLocker::LockInfo FileLocker::holder(const OdString& path) {
+    LockInfo info;
+    const OdString dwl = getDwlPath(nativeSlashes(path));
+    std::string bytes;
+    const platform::FileStatus status = platform::readSmallFile(osPath(dwl), lockfile::kMaxBytes, bytes);
+    switch (status) {
+    case platform::FileStatus::Ok:
+        break;
+    case platform::FileStatus::Missing:
+    case platform::FileStatus::NotRegularFile:
+    case platform::FileStatus::Directory:
+    case platform::FileStatus::SymbolicLink:
+        // Not a lock file at all: nothing sits where one would.
+        return info;
+    case platform::FileStatus::TooLarge:
+        info.holder = LockInfo::kOther;
+        info.problem.format(L"larger than %zu bytes, not a lock file", lockfile::kMaxBytes);
+        return info;
+    default:
+        info.holder = LockInfo::kUnreadable;
+        info.problem = OdString(platform::describe(status));
+        return info;
+    }
+    const std::vector<OdString> lines = lockfile::splitLines(lockfile::decode(bytes));
+    OdString* fields[] = {&info.user, &info.machine, &info.dateTime};
+    for (size_t i = 0; i < lines.size() && i < 3; ++i)
+        *fields[i] = lines[i];
     Identity me = currentIdentity();
     lockfile::roundTrip(me.user, me.machine);
-    return user.iCompare(me.user) != 0 || machine.iCompare(me.machine) != 0;
+    const bool mine = !info.user.isEmpty() && info.user.iCompare(me.user) == 0 && info.machine.iCompare(me.machine) == 0;
+    info.holder = mine ? LockInfo::kCaller : LockInfo::kOther;
+    if (info.user.isEmpty() && info.machine.isEmpty())
+        info.problem = L"names no user and no machine";
+    return info;
 }
 
 bool FileLocker::readLockInfo(const OdString& path, OdString& user, OdString& machine, OdString& dateTime) {

@@ -1,5 +1,6 @@
 #include "cli.h"
 
+#include <cerrno>
 #include <cmath>
 #include <cstring>
 
@@ -76,6 +77,69 @@ bool rejectUnknownOptions(const Args& args) {
         }
     }
     return false;
+}
+
+std::string checkInput(const std::string& path) {
+    using ut::platform::EntryKind;
+    ut::platform::FileInfo info;
+    if (!ut::platform::fileInfo(wide(path), info))
+        return path + ": no such file";
+    if (info.kind == EntryKind::Directory)
+        return path + ": is a directory";
+    if (info.kind != EntryKind::Regular)
+        return path + ": not a regular file";
+    return std::string();
+}
+
+std::string checkOutput(const std::string& out, const std::vector<std::string>& inputs, bool force) {
+    for (const auto& in : inputs)
+        if (ut::platform::sameFile(wide(out), wide(in)))
+            return out + ": is the input " + in + "; name another output";
+    using ut::platform::EntryKind;
+    const EntryKind kind = ut::platform::entryKind(wide(out));
+    if (kind == EntryKind::Directory)
+        return out + ": is a directory";
+    if (kind != EntryKind::None && !force)
+        return out + ": already exists (--force replaces it)";
+    return std::string();
+}
+
+std::string readFile(const std::string& path, size_t limit, std::string& bytes) {
+    bytes.clear();
+    ut::platform::FileStatus why = ut::platform::FileStatus::Ok;
+    FILE* in = ut::platform::openFile(wide(path), "rb", &why);
+    if (!in)
+        return path + ": " + ut::platform::describe(why);
+    char buf[65536];
+    size_t n = 0;
+    bool tooLarge = false;
+    while ((n = std::fread(buf, 1, sizeof buf, in)) > 0) {
+        if (bytes.size() + n > limit) {
+            tooLarge = true;
+            break;
+        }
+        bytes.append(buf, n);
+    }
+    const int error = std::ferror(in) ? errno : 0;
+    std::fclose(in);
+    if (tooLarge)
+        return path + ": larger than " + std::to_string(limit >> 20) + " MiB";
+    if (error)
+        return path + ": " + ut::platform::describe(ut::platform::statusFromErrno(error));
+    return std::string();
+}
+
+std::string writeFile(const std::string& path, const std::string& bytes, bool replaceExisting) {
+    using ut::platform::FileStatus;
+    ut::platform::AtomicFileWriter out(wide(path), replaceExisting);
+    FileStatus why = FileStatus::Ok;
+    if (!out.file())
+        why = out.status();
+    else if (std::fwrite(bytes.data(), 1, bytes.size(), out.file()) != bytes.size())
+        why = ut::platform::statusFromErrno(errno);
+    else if (!out.commit())
+        why = out.status();
+    return why == FileStatus::Ok ? std::string() : path + ": not written: " + ut::platform::describe(why);
 }
 
 std::string utf8(const OdString& s) { return ut::platform::fileNameToBytes(s.str()); }

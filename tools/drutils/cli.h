@@ -34,6 +34,25 @@ bool rejectUnknownOptions(const Args& args);
 // (UTF-8 as a rule) becomes characters, any other byte survives the trip both
 // ways, so an argument naming a file whose name is not valid UTF-8 still names
 // it, and printing such a name prints the bytes it was given as.
+// ---- files given on the command line
+//
+// A command that reads FILE refuses one that is not a regular file (a directory,
+// device or pipe). A command that creates OUT refuses an OUT that is one of its
+// inputs (under any spelling or link), and an existing OUT unless --force was
+// given; it writes OUT whole or not at all (a temporary file beside it, renamed
+// over it at the end) and never leaves the temporary file behind.
+
+// Empty when path names a regular file; otherwise "PATH: why" for cli::fail.
+std::string checkInput(const std::string& path);
+// Empty when a command may write out; otherwise "OUT: why" for cli::fail.
+std::string checkOutput(const std::string& out, const std::vector<std::string>& inputs, bool force);
+// Reads a whole regular file of at most limit bytes. Empty on success, else
+// "PATH: why".
+std::string readFile(const std::string& path, size_t limit, std::string& bytes);
+// Writes bytes as the file path, whole or not at all; an existing file is
+// replaced only when replaceExisting is set. Empty on success, else "PATH: why".
+std::string writeFile(const std::string& path, const std::string& bytes, bool replaceExisting);
+
 std::string utf8(const OdString& s);
 std::string utf8(const std::wstring& s);
 OdString wide(const std::string& bytes);

@@ -375,17 +375,6 @@ const wchar_t* unreadable(const CPItem& item) {
     return nullptr;
 }
 
-// A short quotation of a text for a message.
-std::wstring quoted(std::wstring_view text) {
-    constexpr size_t kShown = 40;
-    std::wstring q = L"\"";
-    q.append(text.substr(0, kShown));
-    if (text.size() > kShown)
-        q += L"...";
-    q += L"\"";
-    return q;
-}
-
 struct StoreCheck {
     int codePage;
     std::vector<std::wstring_view> path; // blocks entered, for messages
@@ -417,9 +406,9 @@ struct StoreCheck {
         size_t bad = 0;
         if (!ut::platform::encodeExactly(text, codePage, bytes, &bad)) {
             OdString r;
-            r.format(L"the character \"%lc\" (U+%04X) in %ls has no form in code page %d, the file's; "
-                     L"DRUTILS_ANSI_CODEPAGE chooses another (65001 for UTF-8)",
-                     wint_t(text[bad]), unsigned(text[bad]), quoted(text.substr(indent)).c_str(), codePage);
+            r.format(L"the character \"%lc\" (U+%04X) has no form in code page %d, in which the file is "
+                     L"written; DRUTILS_ANSI_CODEPAGE chooses another (65001 for UTF-8)",
+                     wint_t(text[bad]), unsigned(text[bad]), codePage);
             return fail(item, r.str());
         }
         if (bytes.size() > kMaxLineBytes) {
