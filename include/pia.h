@@ -257,8 +257,10 @@ private:
 // Reads a container as text lines.
 class DRUTILS_API CPIAFileIn : public ZlibEngine {
 public:
-    // A limit far above any real parameter file (they hold well under a megabyte).
-    static constexpr uint64_t kDefaultMaxTextSize = 64ull << 20;
+    // A limit far above any real parameter file (they hold well under a megabyte),
+    // low enough that the text and the tree parsed from it (see CPIAParser's
+    // bounds) fit a couple of hundred megabytes together.
+    static constexpr uint64_t kDefaultMaxTextSize = 32ull << 20;
 
     CPIAFileIn();
     ~CPIAFileIn() override;
@@ -360,12 +362,14 @@ public:
 
     // What one file may cost. Real files nest three levels and hold a few thousand
     // items and well under a megabyte of text; the bounds keep a hostile file from
-    // taking more than a couple of hundred megabytes, and fail it with a message
-    // instead. Blocks nested deeper than kMaxDepth, more than kMaxItems items, or
-    // more than kMaxTextLength characters of names and values fail the file.
+    // taking more than a couple of hundred megabytes (its text, the tree, and a
+    // copy of the tree that a model keeps of what it does not know), and fail it
+    // with a message instead. Blocks nested deeper than kMaxDepth, more than
+    // kMaxItems items, or more than kMaxTextLength characters of names and values
+    // fail the file.
     static constexpr int kMaxDepth = 256;
-    static constexpr size_t kMaxItems = 500000;
-    static constexpr size_t kMaxTextLength = size_t(16) << 20;
+    static constexpr size_t kMaxItems = 250000;
+    static constexpr size_t kMaxTextLength = size_t(8) << 20;
 
     // Where parseLines takes its lines from (defined inside the library).
     class LineSource;

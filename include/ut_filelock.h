@@ -107,7 +107,9 @@ public:
         };
         EHolder holder = kNone;
         OdString user, machine, dateTime;
-        OdString problem; // why the file is not a usable lock file; empty when it is
+        // Why the "dwl" file is no usable lock file, to follow "the lock file"
+        // ("cannot be read: permission denied"); empty when it is one.
+        OdString problem;
     };
     static LockInfo holder(const OdString& path);
     // Reads the "dwl" file of path (backslashes in path taken as separators):

@@ -294,11 +294,11 @@ FileLocker::LockInfo FileLocker::holder(const OdString& path) {
         return info;
     case platform::FileStatus::TooLarge:
         info.holder = LockInfo::kOther;
-        info.problem.format(L"larger than %zu bytes, not a lock file", lockfile::kMaxBytes);
+        info.problem.format(L"is larger than %zu bytes, not a lock file", lockfile::kMaxBytes);
         return info;
     default:
         info.holder = LockInfo::kUnreadable;
-        info.problem = OdString(platform::describe(status));
+        info.problem = OdString(L"cannot be read: ") + OdString(platform::describe(status));
         return info;
     }
     const std::vector<OdString> lines = lockfile::splitLines(lockfile::decode(bytes));

@@ -43,15 +43,19 @@ int takeDrawing(cli::Args& args, const char* command, Target& target) {
     return cli::kOk;
 }
 
-std::string describeHolder(const ut::FileLocker::LockInfo& h) {
-    if (h.holder == ut::FileLocker::LockInfo::kUnreadable)
-        return "its lock file cannot be read (" + cli::utf8(h.problem) + ")";
-    std::string text = "user " + cli::utf8(h.user) + ", machine " + cli::utf8(h.machine) + ", since " +
-                       cli::utf8(h.dateTime);
-    if (!h.problem.isEmpty())
-        text += " (the lock file " + cli::utf8(h.problem) + ")";
-    return text;
+// Lock files that name nobody (unreadable, or not lock files at all) are told
+// apart from another user's: neither is the caller's.
+bool unknownHolder(const ut::FileLocker::LockInfo& h) {
+    return h.holder == ut::FileLocker::LockInfo::kUnreadable || !h.problem.isEmpty();
 }
+
+std::string describeHolder(const ut::FileLocker::LockInfo& h) {
+    if (unknownHolder(h))
+        return "the lock file " + cli::utf8(h.problem);
+    return "user " + cli::utf8(h.user) + ", machine " + cli::utf8(h.machine) + ", since " + cli::utf8(h.dateTime);
+}
+
+const char* holderWords(const ut::FileLocker::LockInfo& h) { return unknownHolder(h) ? "someone unknown" : "another"; }
 
 // What status reports, worked out once for the text and the JSON form alike.
 struct Status {
@@ -81,10 +85,8 @@ Status examine(const OdString& path) {
         st.stale = st.lockable;
         break;
     case Info::kOther:
-        st.state = "held-by-other";
-        break;
     case Info::kUnreadable:
-        st.state = "held-by-unknown";
+        st.state = unknownHolder(st.lock) ? "held-by-unknown" : "held-by-other";
         break;
     }
     return st;
@@ -105,7 +107,7 @@ int status(cli::Args& args) {
         out.beginObject().key("drawing").value(t.shown).key("state").value(st.state);
         out.key("lock_files").value(lockFiles).key("held_open").value(st.heldOpen);
         out.key("writable").value(st.writable).key("stale").value(st.stale);
-        if (lockFiles && st.lock.holder != ut::FileLocker::LockInfo::kUnreadable)
+        if (lockFiles && !unknownHolder(st.lock))
             out.key("user").value(st.lock.user).key("machine").value(st.lock.machine).key("since").value(
                 st.lock.dateTime);
         if (!st.lock.problem.isEmpty())
@@ -146,8 +148,8 @@ int hold(cli::Args& args) {
     // Locking writes the lock files anew; another's are only replaced on request.
     const Info before = ut::FileLocker::holder(t.path);
     if (!force && (before.holder == Info::kOther || before.holder == Info::kUnreadable))
-        return cli::fail(t.shown + ": held by " + (before.holder == Info::kOther ? "another" : "someone unknown") +
-                         ": " + describeHolder(before) + "; --force takes it over");
+        return cli::fail(t.shown + ": held by " + holderWords(before) + ": " + describeHolder(before) +
+                         "; --force takes it over");
     // Blocked before the lock is taken, so that a signal arriving at any moment
     // still ends in an orderly unlock.
     sigset_t stopSignals;
@@ -189,8 +191,7 @@ int clear(cli::Args& args) {
     if (st.heldOpen)
         return cli::fail(t.shown + ": held open by a running process; its lock files are not stale");
     if ((st.lock.holder == Info::kOther || st.lock.holder == Info::kUnreadable) && !force)
-        return cli::fail(t.shown + ": lock files belong to " +
-                         (st.lock.holder == Info::kOther ? "another" : "someone unknown") + " (" +
+        return cli::fail(t.shown + ": lock files belong to " + holderWords(st.lock) + " (" +
                          describeHolder(st.lock) + "); --force removes them");
     if (!ut::FileLocker::removeLockFiles(t.path))
         return cli::fail(t.shown + ": lock files could not be removed");

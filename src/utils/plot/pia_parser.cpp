@@ -13,6 +13,9 @@ class CPIAParser::LineSource {
 public:
     virtual ~LineSource() = default;
     virtual const wchar_t* next() = 0;
+    // Whether the line next() gave last ended with a line feed (a longer one
+    // comes in pieces).
+    virtual bool ended() const = 0;
 };
 
 namespace {
@@ -21,6 +24,7 @@ class FileLines : public CPIAParser::LineSource {
 public:
     explicit FileLines(CPIAFileIn& in) : m_in(in) {}
     const wchar_t* next() override { return m_in.readLine(); }
+    bool ended() const override { return m_in.lineEnded(); }
 
 private:
     CPIAFileIn& m_in;
@@ -30,6 +34,7 @@ class MemoryLines : public CPIAParser::LineSource {
 public:
     explicit MemoryLines(pia::TextLines& lines) : m_lines(lines) {}
     const wchar_t* next() override { return m_lines.next(); }
+    bool ended() const override { return m_lines.lineEnded(); }
 
 private:
     pia::TextLines& m_lines;
@@ -114,9 +119,12 @@ bool CPIAParser::parseLines(LineSource& lines) {
     // What the tree costs so far: items, and characters of names and values.
     size_t items = 0, text = 0;
 
+    // Whether the line being parsed is the rest of a longer one: the reader cuts
+    // lines after 511 bytes, and a failure there is that line's length, not its syntax.
+    bool continued = false;
     auto fail = [&](int line, const wchar_t* why) {
-        m_errorLine = line;
-        m_errorText = why;
+        m_errorLine = continued && line > 1 ? line - 1 : line;
+        m_errorText = continued ? L"longer than the 511 bytes a line of the file may hold" : why;
         while (!open.empty()) {
             delete open.back();
             open.pop_back();
@@ -131,7 +139,11 @@ bool CPIAParser::parseLines(LineSource& lines) {
             delete done; // cannot happen: a second block of the name was refused when it opened
     };
 
-    while (const wchar_t* line = lines.next()) {
+    for (bool endedBefore = true;; endedBefore = lines.ended()) {
+        const wchar_t* line = lines.next();
+        if (!line)
+            break;
+        continued = !endedBefore;
         ++lineNo;
         // One pass finds the first "=", "{" and "}".
         const wchar_t* equals = nullptr;
