@@ -403,6 +403,9 @@ struct StoreCheck {
                      kLineBuffer - 1);
             return fail(item, r.str());
         }
+        // Every code page in use holds ASCII one byte per character.
+        if (std::all_of(text.begin(), text.end(), [](wchar_t c) { return unsigned(c) < 0x80; }))
+            return true;
         size_t bad = 0;
         if (!ut::platform::encodeExactly(text, codePage, bytes, &bad)) {
             OdString r;
@@ -453,6 +456,8 @@ struct StoreCheck {
                     return fail(*item, L"is an empty binary value, which the file format leaves out");
                 if (depth + size_t(item->name().getLength()) + 2 >= kBinaryPiece)
                     return fail(*item, L"has a name too long for a line of the file");
+                if (std::all_of(payload.begin(), payload.end(), [](wchar_t c) { return unsigned(c) < 0x80; }))
+                    break;
                 size_t bad = 0;
                 if (!ut::platform::encodeExactly(payload, codePage, bytes, &bad))
                     return fail(*item, L"is binary text with a character that code page " +
