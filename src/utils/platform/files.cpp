@@ -637,6 +637,12 @@ AtomicFileWriter::AtomicFileWriter(const OdString& destination, bool replaceExis
         m_status = FileStatus::Directory;
         return;
     }
+    // A rename would replace a file its owner made read-only as readily as any
+    // other; the caller must be allowed to write the file itself.
+    if (existing && ::access(m_destination.c_str(), W_OK) != 0) {
+        m_status = statusFromErrno(errno);
+        return;
+    }
     m_finalMode = existing ? unsigned(st.st_mode & 07777) : unsigned(0666 & ~currentUmask());
     const std::string dir = directoryOf(m_destination);
     const std::string base = baseNameOf(m_destination);
