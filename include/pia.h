@@ -5,10 +5,8 @@
 
 #include <cstdint>
 #include <cstdio>
-#include <initializer_list>
 #include <memory>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include "drutils_export.h"
@@ -160,8 +158,6 @@ public:
     // item no longer written go at the end. An item that clashes with one already
     // in block (same name and kind) is dropped: the known value wins.
     void weave(CPBlock& block, const std::vector<CPItem*>& known) const;
-    // The kept item of that name and kind; null when none.
-    CPItem* find(const wchar_t* name, int kind) const;
 
     // A deep copy of any item of the block tree.
     static CPItem* clone(const CPItem& item);
@@ -313,10 +309,11 @@ public:
     // it back as it is, in the ANSI code page in force now: no line cut or longer
     // than the reader's 511 bytes, no string with "{" or a line break, no name with
     // a blank, "=", "{" or "}", no number whose text reads as another kind, no
-    // empty binary value (which the printer drops), no character the code page lacks (which writeLine would write as "?"). When not,
-    // why names the first item at fault by its path ("plot_style/3/description: ...")
-    // and, for a character, the code page and DRUTILS_ANSI_CODEPAGE, which chooses
-    // another. Writers of user files return kUnstorable instead of printing then.
+    // empty binary value (which the printer drops), no character the code page
+    // lacks (which writeLine would write as "?"). When not, why names the first
+    // item at fault by its path ("plot_style/3/description: ...") and, for a
+    // character, the code page and DRUTILS_ANSI_CODEPAGE, which chooses another.
+    // Writers of user files return kUnstorable instead of printing then.
     static bool canStore(const CPBlock* root, OdString* why = nullptr);
     // kColorTable (the default), kNamedTable or kPrinterConfig: the header's
     // "CTB", "STB" or "PC3"; other values write "CTB".

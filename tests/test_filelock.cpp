@@ -102,8 +102,8 @@ private:
 // `drutils lock hold [OPTION] PATH` as a child whose output the test reads.
 Child::Body holdCommand(const std::string& path, const char* option = nullptr) {
     return [path, option](Child&) {
-        const char* argv[] = {DRUTILS_TOOL, "lock", "hold", option ? option : path.c_str(), option ? path.c_str() : nullptr,
-                              nullptr};
+        const char* argv[] = {DRUTILS_TOOL,       "lock", "hold", option ? option : path.c_str(),
+                              option ? path.c_str() : nullptr, nullptr};
         execv(DRUTILS_TOOL, const_cast<char* const*>(argv));
         return 127;
     };

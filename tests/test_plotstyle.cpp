@@ -507,16 +507,16 @@ TEST(PlotStyleTable, KeysAndBlocksOfOtherWritersSurviveARewrite) {
         EXPECT_EQ(itemList(before.root()->findBlock(block)), itemList(after.root()->findBlock(block)));
 
     // Keys inside a style block stay after the key they followed, also through an edit.
-    const std::string text = std::string("plot_style{\n") +
-                             replaced(kStyleA, "  screen=100\n", "  screen=100\n  pen_speed=40\n  extra{\n   a=1\n  }\n") +
-                             "}\n";
+    const std::string added = "  screen=100\n  pen_speed=40\n  extra{\n   a=1\n  }\n";
+    const std::string text = std::string("plot_style{\n") + replaced(kStyleA, "  screen=100\n", added) + "}\n";
     writeFile(dir.file("extra.stb"), container(text));
     std::unique_ptr<CPlotStyleTable> named(CPlotStyleTable::read(W(dir.file("extra.stb"))));
     ASSERT_TRUE(named);
     named->style(0)->setScreen(30);
     ASSERT_TRUE(named->write(W(dir.file("extra.stb"))));
     const std::string rewritten = containerText(dir.file("extra.stb"));
-    EXPECT_NE(std::string::npos, rewritten.find("  screen=30\n  pen_speed=40\n  extra{\n   a=1\n  }\n  linepattern_size"))
+    EXPECT_NE(std::string::npos,
+              rewritten.find("  screen=30\n  pen_speed=40\n  extra{\n   a=1\n  }\n  linepattern_size"))
         << rewritten;
 }
 

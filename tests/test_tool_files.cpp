@@ -56,7 +56,9 @@ TEST(ToolFiles, CreatingCommandsNeverReplaceOrReadWhatTheyShouldNot) {
         {"pia pack", "text.txt",
          [](auto& in, auto& out) { return std::vector<std::string>{"pia", "pack", in, out, "--kind", "ctb"}; }},
         {"cipher encode", "plain",
-         [](auto& in, auto& out) { return std::vector<std::string>{"cipher", "encode", "--key-hex", "0011", in, out}; }},
+         [](auto& in, auto& out) {
+             return std::vector<std::string>{"cipher", "encode", "--key-hex", "0011", in, out};
+         }},
     };
     const auto with = [](std::vector<std::string> args, const char* flag) {
         args.push_back(flag);

@@ -307,7 +307,8 @@ FileLocker::LockInfo FileLocker::holder(const OdString& path) {
         *fields[i] = lines[i];
     Identity me = currentIdentity();
     lockfile::roundTrip(me.user, me.machine);
-    const bool mine = !info.user.isEmpty() && info.user.iCompare(me.user) == 0 && info.machine.iCompare(me.machine) == 0;
+    const bool mine =
+        !info.user.isEmpty() && info.user.iCompare(me.user) == 0 && info.machine.iCompare(me.machine) == 0;
     info.holder = mine ? LockInfo::kCaller : LockInfo::kOther;
     if (info.user.isEmpty() && info.machine.isEmpty())
         info.problem = L"names no user and no machine";

@@ -273,7 +273,9 @@ int runCipher(cli::Args& args) {
             return cli::fail(inPath + ": " + ut::platform::describe(why));
     }
     if (!isStd(outPath)) {
-        const std::vector<std::string> inputs = isStd(inPath) ? std::vector<std::string>() : std::vector<std::string>{inPath};
+        std::vector<std::string> inputs;
+        if (!isStd(inPath))
+            inputs.push_back(inPath);
         if (std::string why = cli::checkOutput(outPath, inputs, force); !why.empty())
             return cli::fail(why);
     }

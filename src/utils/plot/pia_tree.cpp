@@ -207,12 +207,6 @@ void CPForeignItems::weave(CPBlock& block, const std::vector<CPItem*>& known) co
             put(clone(*m_entries[i].item));
 }
 
-CPItem* CPForeignItems::find(const wchar_t* name, int kind) const {
-    for (const auto& e : m_entries)
-        if (e.item->kind() == kind && e.item->name() == name)
-            return e.item.get();
-    return nullptr;
-}
 bool readInt(const CPBlock* block, const wchar_t* name, int& out) {
     const CPItem* item = block ? block->find(name, kPNum) : nullptr;
     return item && ut::platform::scanInt(static_cast<const CPNum*>(item)->value().c_str(), out);

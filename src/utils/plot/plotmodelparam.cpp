@@ -169,6 +169,7 @@ int PlotModelParam::write(const wchar_t* path) const {
     OdString why;
     const int rc = plotcfg::writeContainer(root, file.c_str(), why);
     if (rc != 0)
-        ut::logError(kSource, "PlotModelParam::write", L"Cannot write model file '%ls': %ls.", file.c_str(), why.c_str());
+        ut::logError(kSource, "PlotModelParam::write", L"Cannot write model file '%ls': %ls.", file.c_str(),
+                     why.c_str());
     return rc;
 }
