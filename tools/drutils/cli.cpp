@@ -241,7 +241,10 @@ Json& Json::null() {
 
 void Json::finish() { std::fputc('\n', m_out); }
 
-std::string Json::escape(const std::string& s) { return escape(std::wstring_view(ut::platform::fileNameFromBytes(s))); }
+std::string Json::escape(const std::string& s) {
+    const std::wstring text = ut::platform::fileNameFromBytes(s);
+    return escape(std::wstring_view(text));
+}
 
 std::string Json::escape(std::wstring_view s) {
     std::string out;
