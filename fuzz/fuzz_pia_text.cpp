@@ -34,7 +34,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         __builtin_trap();
     checkTree(parser.root(), 0);
 
-    // The printer over whatever was read; the text file is dropped unwritten.
+    // What a writer would be told about storing it, and the printer over whatever
+    // was read; the text file is dropped unwritten.
+    OdString why;
+    CPIAFileOut::canStore(parser.root(), &why);
     CPIAFileOut out;
     if (out.open() == 0)
         out.writeBlock(parser.root());

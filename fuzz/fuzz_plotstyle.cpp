@@ -45,6 +45,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     CPBlock root(L"");
     if (!table.save(root))
         __builtin_trap();
+    OdString why;
+    CPIAFileOut::canStore(&root, &why);
     if (table.useACI())
         for (int k = 1; k <= CAciTable::kSize; ++k)
             if (!table.ACI().at(k))

@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <cstdio>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -112,6 +113,59 @@ private:
 DRUTILS_API bool readInt(const CPBlock* block, const wchar_t* name, int& out);
 DRUTILS_API bool readDouble(const CPBlock* block, const wchar_t* name, double& out);
 
+// Items of a block that its reader did not claim (keys and blocks another writer
+// added), each with the known item it followed, so that a rewrite puts them back
+// where they stood. Printer configurations and plot style tables keep them.
+// Copying copies the items.
+class DRUTILS_API CPForeignItems {
+public:
+    struct Entry {
+        OdString anchorName;          // the known item this one followed
+        int anchorKind = -1;          // its kind; -1: the item stood before every known item
+        std::unique_ptr<CPItem> item; // an owned copy
+    };
+
+    CPForeignItems() = default;
+    CPForeignItems(const CPForeignItems& other);
+    CPForeignItems& operator=(const CPForeignItems& other);
+    CPForeignItems(CPForeignItems&&) noexcept = default;
+    CPForeignItems& operator=(CPForeignItems&&) noexcept = default;
+    ~CPForeignItems();
+
+    bool empty() const { return m_entries.empty(); }
+    size_t size() const { return m_entries.size(); }
+    const std::vector<Entry>& entries() const { return m_entries; }
+    void clear() { m_entries.clear(); }
+    // Keeps a copy of item (blocks are copied whole).
+    void append(const CPItem& item, const OdString& anchorName, int anchorKind);
+
+    // Keeps a copy of every item of block that known() does not claim, anchored to
+    // the claimed item before it.
+    template <typename Known> void collect(const CPBlock& block, Known known) {
+        OdString anchorName;
+        int anchorKind = -1;
+        for (const CPItem* item : block.items()) {
+            if (known(*item)) {
+                anchorName = item->name();
+                anchorKind = item->kind();
+            } else {
+                append(*item, anchorName, anchorKind);
+            }
+        }
+    }
+    // Adds the known items to block in their order (taking them over) with a copy
+    // of each kept item after the known item it followed; those that followed an
+    // item no longer written go at the end. An item that clashes with one already
+    // in block (same name and kind) is dropped: the known value wins.
+    void weave(CPBlock& block, const std::vector<CPItem*>& known) const;
+
+    // A deep copy of any item of the block tree.
+    static CPItem* clone(const CPItem& item);
+
+private:
+    std::vector<Entry> m_entries;
+};
+
 // ---------------------------------------------------------------- container
 
 // zlib file-to-file engine with progress, status and abort hooks. Paths may use
@@ -126,8 +180,24 @@ public:
         kFileError = -2,
         kUserAbort = -7,
         // The output would pass the run's size limit (see CPIAFileIn::setMaxTextSize).
-        kTooLarge = -8
+        kTooLarge = -8,
+        // The destination exists and the writer was told to keep it
+        // (CPIAFileOut::close with replaceExisting false).
+        kFileExists = -9,
+        // A writer refused a tree that would not read back as it is
+        // (CPIAFileOut::canStore); nothing was written.
+        kUnstorable = -10
     };
+
+    // A few words for a result code, for people ("compressed data is corrupt").
+    static const wchar_t* resultText(int result);
+    // Why the last run (the last open, write or close of the reader and writer
+    // below) failed, in words that do not repeat the file's name: the system's
+    // reason for a file that cannot be opened ("no such file", "is a directory"),
+    // "not a parameter file" for a file that fails to read and does not begin as
+    // one, the disk's reason for a destination that cannot be written. Empty after
+    // success.
+    OdString errorText() const;
 
     ZlibEngine();
     virtual ~ZlibEngine();
@@ -158,6 +228,8 @@ protected:
 
     int load_input();
     int flush_output();
+    // Records why the run or the writer failed (see errorText).
+    void setErrorText(const OdString& text);
     // Bytes one run may write at most; a run that would write more ends with kTooLarge.
     void setOutputLimit(uint64_t bytes);
     // compress and decompress with the output kept in memory instead of a
@@ -181,8 +253,10 @@ private:
 // Reads a container as text lines.
 class DRUTILS_API CPIAFileIn : public ZlibEngine {
 public:
-    // A limit far above any real parameter file (they hold well under a megabyte).
-    static constexpr uint64_t kDefaultMaxTextSize = 64ull << 20;
+    // A limit far above any real parameter file (they hold well under a megabyte),
+    // low enough that the text and the tree parsed from it (see CPIAParser's
+    // bounds) fit a couple of hundred megabytes together.
+    static constexpr uint64_t kDefaultMaxTextSize = 32ull << 20;
 
     CPIAFileIn();
     ~CPIAFileIn() override;
@@ -223,12 +297,24 @@ public:
     // Starts a new temporary text file ("pia" in the application temporary
     // folder); 0, or -2 when none can be made.
     int open();
-    // Writes text in the ANSI code page (characters it lacks become "?"), then a
-    // line feed when asked. Returns the state: 0, or -2 from the first failure on,
-    // after which every write is skipped.
+    // Writes text in the ANSI code page (characters it lacks become "?"; see
+    // canStore), then a line feed when asked. Returns the state: 0, or -2 from the
+    // first failure on, after which every write is skipped.
     int writeLine(const wchar_t* text, bool newline = true);
-    // Prints a tree, the root's items at the margin and one blank per level.
+    // Prints a tree, the root's items at the margin and one blank per level. Lines
+    // are cut to the 511 characters of the line buffer, as the format has always
+    // been written; consumers ask canStore first.
     void writeBlock(const CPBlock* block);
+    // Whether writeBlock would print every item of a tree so that the parser reads
+    // it back as it is, in the ANSI code page in force now: no line cut or longer
+    // than the reader's 511 bytes, no string with "{" or a line break, no name with
+    // a blank, "=", "{" or "}", no number whose text reads as another kind, no
+    // empty binary value (which the printer drops), no character the code page
+    // lacks (which writeLine would write as "?"). When not, why names the first
+    // item at fault by its path ("plot_style/3/description: ...") and, for a
+    // character, the code page and DRUTILS_ANSI_CODEPAGE, which chooses another.
+    // Writers of user files return kUnstorable instead of printing then.
+    static bool canStore(const CPBlock* root, OdString* why = nullptr);
     // kColorTable (the default), kNamedTable or kPrinterConfig: the header's
     // "CTB", "STB" or "PC3"; other values write "CTB".
     void setFileType(int type);
@@ -236,8 +322,10 @@ public:
     // Compresses the text at level 6 and writes the container; 0 or a result code.
     // An existing file at path is replaced atomically (a new file beside it, synced
     // and renamed), so on any failure it keeps its old content. The temporary text
-    // file is removed whatever happens.
+    // file is removed whatever happens. With replaceExisting false an existing file
+    // is never replaced (kFileExists), however late it appeared.
     int close(const wchar_t* path);
+    int close(const wchar_t* path, bool replaceExisting);
 
 private:
     void writeBinary(const CPBin* bin);
@@ -265,11 +353,20 @@ public:
     int errorLine() const { return m_errorLine; }
     // Result of opening the container in the last parse (0 when it opened).
     int openResult() const { return m_openResult; }
-    // Why the last parse failed, in a few English words; empty after success.
-    const wchar_t* errorText() const { return m_errorText; }
+    // Why the last parse failed, in a few English words; empty after success. When
+    // the container could not be opened, the reader's reason (ZlibEngine::errorText).
+    const wchar_t* errorText() const { return m_errorText.c_str(); }
 
-    // Blocks nested deeper than this fail the file (real files nest three levels).
+    // What one file may cost. Real files nest three levels and hold a few thousand
+    // items and well under a megabyte of text; the bounds keep a hostile file from
+    // taking more than a couple of hundred megabytes (its text, the tree, and a
+    // copy of the tree that a model keeps of what it does not know), and fail it
+    // with a message instead. Blocks nested deeper than kMaxDepth, more than
+    // kMaxItems items, or more than kMaxTextLength characters of names and values
+    // fail the file.
     static constexpr int kMaxDepth = 256;
+    static constexpr size_t kMaxItems = 250000;
+    static constexpr size_t kMaxTextLength = size_t(8) << 20;
 
     // Where parseLines takes its lines from (defined inside the library).
     class LineSource;
@@ -280,5 +377,5 @@ private:
     CPBlock* m_root = nullptr;
     int m_errorLine = 0;
     int m_openResult = 0;
-    const wchar_t* m_errorText = L"";
+    OdString m_errorText;
 };

@@ -43,37 +43,6 @@
 
 class CPlotCfg3;
 
-// Items of a block that no node claimed, each with the known item it followed.
-// Copying copies the items.
-class DRUTILS_API CPForeignItems {
-public:
-    struct Entry {
-        OdString anchorName;          // the known item this one followed
-        int anchorKind = -1;          // its kind; -1: the item stood before every known item
-        std::unique_ptr<CPItem> item; // an owned copy
-    };
-
-    CPForeignItems() = default;
-    CPForeignItems(const CPForeignItems& other);
-    CPForeignItems& operator=(const CPForeignItems& other);
-    CPForeignItems(CPForeignItems&&) noexcept = default;
-    CPForeignItems& operator=(CPForeignItems&&) noexcept = default;
-    ~CPForeignItems();
-
-    bool empty() const { return m_entries.empty(); }
-    size_t size() const { return m_entries.size(); }
-    const std::vector<Entry>& entries() const { return m_entries; }
-    void clear() { m_entries.clear(); }
-    // Keeps a copy of item (blocks are copied whole).
-    void append(const CPItem& item, const OdString& anchorName, int anchorKind);
-
-    // A deep copy of any item of the block tree.
-    static CPItem* clone(const CPItem& item);
-
-private:
-    std::vector<Entry> m_entries;
-};
-
 namespace ut {
 
 class PrintData;           // ut_printdata.h

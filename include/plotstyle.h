@@ -5,8 +5,8 @@
 
 #include "drutils_export.h"
 #include "od/OdString.h"
+#include "pia.h"
 
-class CPBlock;
 class CIBinStream;
 class COBinStream;
 class CPlotStyleTable;
@@ -106,6 +106,11 @@ public:
     // exact, when given, tells which case applied.
     static int nearestColorIndex(int rgb, bool* exact = nullptr);
 
+    // Keys of the style's block that this class does not know (another writer's
+    // additions), written back after the known key each followed. Copies of a
+    // style carry them; comparisons ignore them.
+    const CPForeignItems& foreignItems() const { return m_foreign; }
+
     // Binary-stream form. read throws the stream's short-read value when the
     // stream ends early; the style is then partly overwritten.
     void read(CIBinStream& in);
@@ -117,7 +122,7 @@ protected:
     // Reads the block of one style. Every key is required except "mode_color",
     // which defaults to the colour when missing or unreadable. False at the first
     // missing or unreadable key, whose name goes to badKey when given; the keys
-    // read before it keep their new values.
+    // read before it keep their new values. Keys it does not know are kept.
     bool init(const CPBlock& block, OdString* badKey = nullptr);
     // Adds the block named by index ("0", "1", ...) to parent. False when parent
     // already holds a block of that name.
@@ -142,4 +147,5 @@ private:
     int m_fillStyle = 73;
     int m_endStyle = 4;
     int m_joinStyle = 5;
+    CPForeignItems m_foreign;
 };

@@ -91,6 +91,10 @@ public:
     // never a partly filled one. The kind follows the extension (".ctb" is
     // colour-dependent, ".stb" named); for other names a table with an
     // "aci_table" block and "aci_table_available" TRUE is colour-dependent.
+    // Styles are taken in the order of their blocks, unless the blocks are named
+    // by the numbers 0 to n-1 in another order (as a newer writer stores them):
+    // then in the order of those numbers, so that a colour-dependent table
+    // without "aci_table" maps colour k to the block named k-1.
     // The first overload logs the reason as an error; the second hands it to
     // the caller instead (naming the style and key at fault) and logs nothing.
     static CPlotStyleTable* read(const wchar_t* path);
@@ -98,8 +102,16 @@ public:
 
     // Saves to path (replacing an existing file). The header says CTB when the
     // path ends in ".ctb" and STB otherwise, whatever the table's kind. False
-    // for a null path or a failed write, which is logged.
+    // for a null path or a failed write, which is logged. Nothing is written, and
+    // an existing file keeps its content, when a value would not read back as it
+    // is (CPIAFileOut::canStore: a text with "{" or a line break, longer than a
+    // line of the file, or with a character the ANSI code page lacks). Keys and
+    // blocks of the file that the table does not know are written back.
     bool write(const wchar_t* path) const;
+    // The same, with the reason handed to the caller instead of the log (naming
+    // the style and key at fault); with replaceExisting false an existing file at
+    // path is left alone and the write fails.
+    bool write(const wchar_t* path, OdString* error, bool replaceExisting = true) const;
 
     int size() const { return int(m_styles.size()); }
     // Null outside 0..size()-1.
@@ -175,6 +187,8 @@ private:
     std::vector<std::unique_ptr<CPlotStyle>> m_styles;
     CAciTable m_aci;
     CCustomLineweightTable m_lineWeights;
+    // Top-level keys and blocks of the file that the table does not read.
+    CPForeignItems m_foreign;
 };
 
 // A named table made from a colour-dependent one: styles with equal plotting

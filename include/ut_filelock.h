@@ -87,10 +87,31 @@ public:
     // Whether the "dwl" file of path exists as a regular file.
     static bool hasDwl(const OdString& path);
     // Whether the "dwl" file records another user or another machine than the
-    // caller's (letter case ignored). False when there is no readable "dwl" file,
-    // so a lock left behind by the caller's own earlier session counts as its own.
-    // The age of a lock is not considered.
+    // caller's (letter case ignored). False when there is no "dwl" file or it
+    // cannot be read (permissions), so a lock left behind by the caller's own
+    // earlier session counts as its own. A "dwl" file too large to be a lock file
+    // names nobody, so it counts as another's, never as the caller's. The age of a
+    // lock is not considered.
     static bool isLockedByOther(const OdString& path);
+
+    // Who the lock files of a drawing say holds it, for callers that must not
+    // take a lock file they cannot read for their own (a tool deciding whether to
+    // take a drawing over). holder() never says Caller unless the "dwl" file was
+    // read and records the caller's user and machine.
+    struct LockInfo {
+        enum EHolder {
+            kNone,      // no "dwl" file
+            kCaller,    // the caller's user on the caller's machine
+            kOther,     // someone else, or nobody the file names (not a lock file)
+            kUnreadable // a "dwl" file that cannot be read; problem says why
+        };
+        EHolder holder = kNone;
+        OdString user, machine, dateTime;
+        // Why the "dwl" file is no usable lock file, to follow "the lock file"
+        // ("cannot be read: permission denied"); empty when it is one.
+        OdString problem;
+    };
+    static LockInfo holder(const OdString& path);
     // Reads the "dwl" file of path (backslashes in path taken as separators):
     // its lines 1 to 3 go to user, machine and dateTime, each only when present,
     // so a short file leaves the rest unchanged. False when the file is missing,

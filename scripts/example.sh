@@ -15,9 +15,9 @@ set -x
 "$tool" --version
 "$tool" pia check tests/data/*.ctb tests/data/*.stb tests/data/*.pc3
 "$tool" style show tests/data/color-dependent-custom.ctb
-"$tool" style convert tests/data/color-dependent-custom.ctb "$out/converted.stb"
+"$tool" style convert --force tests/data/color-dependent-custom.ctb "$out/converted.stb"
 "$tool" style show "$out/converted.stb"
-"$tool" style render tests/data/color-dependent-custom.ctb "$out/swatches.svg"
+"$tool" style render --force tests/data/color-dependent-custom.ctb "$out/swatches.svg"
 "$tool" pc3 show tests/data/printer-hpgl-extra-blocks.pc3
 cp tests/data/drawing.dwl tests/data/drawing.dwl2 "$out"/ && : >"$out/drawing.dwg"
 "$tool" lock status "$out/drawing.dwg"

@@ -99,10 +99,11 @@ private:
     int m_up[2], m_down[2];
 };
 
-// `drutils lock hold PATH` as a child whose output the test reads.
-Child::Body holdCommand(const std::string& path) {
-    return [path](Child&) {
-        const char* argv[] = {DRUTILS_TOOL, "lock", "hold", path.c_str(), nullptr};
+// `drutils lock hold [OPTION] PATH` as a child whose output the test reads.
+Child::Body holdCommand(const std::string& path, const char* option = nullptr) {
+    return [path, option](Child&) {
+        const char* argv[] = {DRUTILS_TOOL,       "lock", "hold", option ? option : path.c_str(),
+                              option ? path.c_str() : nullptr, nullptr};
         execv(DRUTILS_TOOL, const_cast<char* const*>(argv));
         return 127;
     };
@@ -257,7 +258,7 @@ TEST(FileLocker, RejectsBadInput) {
         {upper, true, false, upper.substr(0, me().size()), upper.substr(me().size() + 1)},
         {me() + "\nanother-machine", true, true, me(), "another-machine"},
         {std::string("\x01\xFF\n\0\x80", 5), true, true, "\x01\xC3\xBF", "m0"}, // binary, cut at NUL
-        {std::string(70000, 'x'), false, false, "u0", "m0"},         // far too large
+        {std::string(70000, 'x'), false, true, "u0", "m0"},          // far too large: nobody's, not ours
     };
     writeFile(tmp.file("p.dwg"), "");
     std::string backslashed = tmp.file("p.dwg"); // backslashes in the path are separators
@@ -423,4 +424,57 @@ TEST(LockTool, ReportsHoldsAndClears) {
     EXPECT_EQ(2, runTool({"lock", "clear", plan, plan}, &out, &err));
     EXPECT_EQ(1, runTool({"lock", "hold", tmp.file("missing.dwg")}, &out, &err));
     EXPECT_EQ((std::vector<std::string>{"plan.dwg"}), tmp.entries());
+}
+
+// Lock files are never taken for the caller's unless they say so: another's and
+// ones that name nobody are reported as such, in text and JSON alike, and hold
+// takes them over only with --force.
+TEST(LockTool, NeverTakesAnotherOrNobodyForYou) {
+    TempDir tmp;
+    const std::string plan = tmp.file("plan.dwg"), dwl = tmp.file("plan.dwl");
+    writeFile(plan, "x");
+    const auto npos = std::string::npos;
+    struct Row {
+        std::string dwl;       // empty: no lock file
+        bool holdOpen;         // this test holds the drawing open meanwhile
+        const char* state;     // in the JSON form
+        const char* text;      // in the text form
+        bool stale, holdNeedsForce;
+    };
+    const Row rows[] = {
+        {"", false, "free", ": free", false, false},
+        {"", true, "in-use", ": in use", false, false},
+        {me() + "\n" + host() + "\nyesterday", false, "held-by-you", "stale", true, false},
+        {readFile(dataFile("drawing.dwl")), false, "held-by-other", ": held by another: user neil", false, true},
+        {std::string(70000, 'x'), false, "held-by-unknown", "larger than 65536 bytes, not a lock file", false, true},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.state);
+        std::remove(dwl.c_str());
+        if (!row.dwl.empty())
+            writeFile(dwl, row.dwl);
+        ut::LockedFileHandle open;
+        if (row.holdOpen) {
+            ASSERT_TRUE(open.open(W(plan)));
+        }
+        std::string out, err;
+        ASSERT_EQ(0, runTool({"lock", "status", "--json", plan}, &out));
+        EXPECT_NE(npos, out.find(std::string("\"state\":\"") + row.state + "\"")) << out;
+        EXPECT_NE(npos, out.find(std::string("\"stale\":") + (row.stale ? "true" : "false"))) << out;
+        ASSERT_EQ(0, runTool({"lock", "status", plan}, &out));
+        EXPECT_NE(npos, out.find(row.text)) << out;
+        EXPECT_EQ(row.stale, out.find("stale") != npos) << out;
+        EXPECT_EQ(1, std::count(out.begin(), out.end(), '\n')) << out;
+        if (!row.holdNeedsForce)
+            continue;
+        EXPECT_EQ(1, runTool({"lock", "hold", plan}, &out, &err));
+        EXPECT_NE(npos, err.find("--force takes it over")) << err;
+        EXPECT_EQ(1, std::count(err.begin(), err.end(), '\n')) << err;
+        EXPECT_EQ(row.dwl, readFile(dwl)) << "refused: the lock file stays";
+        Child holder(holdCommand(plan, "--force"), true);
+        ASSERT_EQ("holding " + plan, holder.readLine());
+        EXPECT_EQ(me(), readFile(dwl).substr(0, me().size()));
+        EXPECT_EQ(0, holder.finish(SIGTERM));
+        EXPECT_FALSE(FileLocker::hasDwl(W(plan)));
+    }
 }

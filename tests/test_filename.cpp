@@ -1,9 +1,13 @@
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <filesystem>
 #include <sys/stat.h>
+#include <unistd.h>
 
+#include "platform/files.h"
 #include "test_support.h"
+#include "ut_filelock.h"
 #include "ut_filename.h"
 
 using testing_support::TempDir;
@@ -253,4 +257,153 @@ TEST(FileName, CurrentAndHomeDirectories) {
     EXPECT_FALSE(FileName::setCwd(dir.wfile("missing")));
     ASSERT_TRUE(FileName::setCwd(before));
     EXPECT_FALSE(FileName::getHomeDir().isEmpty());
+}
+
+// ---------------------------------------------------------------- names are bytes
+
+namespace {
+
+// A wide name from the bytes of a file name, and back.
+OdString fromBytes(const std::string& bytes) { return ut::platform::fromNativePath(bytes); }
+std::string toBytes(const OdString& name) { return ut::platform::nativePath(name); }
+
+bool utf8Locale() {
+    for (const char* var : {"LC_ALL", "LC_CTYPE", "LANG"}) {
+        const char* v = std::getenv(var);
+        if (v && *v) {
+            const std::string s = v;
+            const size_t dot = s.find('.');
+            if (dot == std::string::npos)
+                return true;
+            std::string set = s.substr(dot + 1);
+            return set.rfind("UTF-8", 0) == 0 || set.rfind("utf8", 0) == 0 || set.rfind("utf-8", 0) == 0;
+        }
+    }
+    return true;
+}
+
+} // namespace
+
+TEST(FileNameBytes, EveryNameComesBackAsTheSameBytes) {
+    if (!utf8Locale())
+        GTEST_SKIP() << "the table below is for UTF-8 names; the locale names another codeset";
+    // Bytes of a name, and the wide name: valid UTF-8 gives its characters, every
+    // other byte b the character U+DC00+b.
+    const std::pair<std::string, std::wstring> rows[] = {
+        {"plan.dwg", L"plan.dwg"},
+        {"caf\xc3\xa9.stb", L"caf\u00e9.stb"},
+        {"caf\xe9.stb", L"caf\xdce9.stb"},                     // Latin-1
+        {"\xed\xb3\xa9", L"\xdced\xdcb3\xdca9"},                // an encoded U+DCE9 is bytes, not a character
+        {"\xc0\xaf", L"\xdcc0\xdcaf"},                          // overlong "/"
+        {"\xf4\x90\x80\x80", L"\xdcf4\xdc90\xdc80\xdc80"},       // above U+10FFFF
+        {"a\xe2\x82", L"a\xdce2\xdc82"},                        // cut short
+        {"\xf0\x9f\x98\x80\xff", L"\U0001F600\xdcff"},
+    };
+    for (const auto& [bytes, wide] : rows) {
+        SCOPED_TRACE(bytes);
+        EXPECT_EQ(wide, fromBytes(bytes).str());
+        EXPECT_EQ(bytes, toBytes(OdString(wide)));
+    }
+}
+
+TEST(FileNameBytes, FilesWhoseNamesAreNotUtf8) {
+    // A folder and a drawing whose names are not UTF-8: every operation on them
+    // reaches the same files.
+    TempDir dir;
+    const std::string folderBytes = dir.path() + "/caf\xe9", drawingBytes = folderBytes + "/pl\xe4n.dwg";
+    ASSERT_EQ(0, ::mkdir(folderBytes.c_str(), 0777));
+    testing_support::writeFile(drawingBytes, "12345");
+    const OdString folder = fromBytes(folderBytes), drawing = fromBytes(drawingBytes);
+
+    EXPECT_TRUE(FileName::dirExists(folder));
+    EXPECT_TRUE(FileName(drawing).fileExists());
+    EXPECT_EQ(5u, FileName::getSize(drawing));
+    ut::DateTime modified;
+    EXPECT_TRUE(FileName(drawing).getTimes(nullptr, &modified, nullptr));
+    EXPECT_TRUE(FileName(drawing) == fromBytes(folderBytes + "/./pl\xe4n.dwg"));
+
+    const OdString before = FileName::getCwd();
+    ASSERT_TRUE(FileName::setCwd(folder));
+    EXPECT_EQ(folderBytes, toBytes(FileName::getCwd()));
+    FileName relative(L"x.dwg");
+    ASSERT_TRUE(relative.makeAbsolute());
+    EXPECT_EQ(folderBytes + "/x.dwg", toBytes(relative.getFullPath()));
+    ASSERT_TRUE(FileName::setCwd(before));
+
+    const OdString temp = FileName::createTempFileName(folder + L"/t");
+    ASSERT_FALSE(temp.isEmpty());
+    EXPECT_EQ(0, toBytes(temp).rfind(folderBytes + "/t", 0));
+
+    {
+        ut::FileLocker locker(drawing);
+        ASSERT_TRUE(locker.isLocked());
+        EXPECT_TRUE(fs::exists(folderBytes + "/pl\xe4n.dwl"));
+        EXPECT_FALSE(ut::FileLocker::isLockedByOther(drawing));
+    }
+    EXPECT_FALSE(fs::exists(folderBytes + "/pl\xe4n.dwl"));
+
+    EXPECT_TRUE(FileName::rmdir(folder, true));
+    EXPECT_FALSE(fs::exists(folderBytes));
+}
+
+TEST(FileNameBytes, RecursiveRemovalLeavesWhatLinksPointAt) {
+    TempDir dir;
+    fs::create_directories(dir.file("keep/inner"));
+    testing_support::writeFile(dir.file("keep/inner/precious"), "x");
+    fs::create_directories(dir.file("gone"));
+    fs::create_directory_symlink(dir.file("keep"), dir.file("gone/link"));
+    EXPECT_TRUE(FileName::rmdir(dir.wfile("gone"), true));
+    EXPECT_TRUE(fs::exists(dir.file("keep/inner/precious")));
+}
+
+// ---------------------------------------------------------------- writing a file whole
+
+TEST(AtomicFileWriter, TemporaryFileIsPrivateAndNeverLeftBehind) {
+    using ut::platform::AtomicFileWriter;
+    using ut::platform::FileStatus;
+    TempDir dir;
+    const mode_t mask = ::umask(022);
+    {
+        // While written the new file is its owner's only; once in place it has
+        // the permissions of a new file.
+        AtomicFileWriter w(dir.wfile("out"));
+        ASSERT_TRUE(w.file());
+        struct stat st {};
+        ASSERT_EQ(0, ::fstat(fileno(w.file()), &st));
+        EXPECT_EQ(0600u, st.st_mode & 0777u);
+        std::fputs("new", w.file());
+        ASSERT_TRUE(w.commit());
+        ASSERT_EQ(0, ::stat(dir.file("out").c_str(), &st));
+        EXPECT_EQ(0644u, st.st_mode & 0777u);
+    }
+    // Failures leave the destination as it was and nothing beside it: never
+    // committed; a directory put in the way; told to keep an existing file, also
+    // one that appeared while the new one was written.
+    {
+        AtomicFileWriter w(dir.wfile("out"));
+        std::fputs("lost", w.file());
+    }
+    {
+        AtomicFileWriter w(dir.wfile("late"));
+        std::fputs("x", w.file());
+        fs::create_directories(dir.file("late/sub"));
+        EXPECT_FALSE(w.commit());
+    }
+    {
+        AtomicFileWriter w(dir.wfile("out"), false);
+        EXPECT_FALSE(w.file());
+        EXPECT_EQ(FileStatus::Exists, w.status());
+    }
+    {
+        AtomicFileWriter w(dir.wfile("raced"), false);
+        ASSERT_TRUE(w.file());
+        std::fputs("mine", w.file());
+        testing_support::writeFile(dir.file("raced"), "theirs");
+        EXPECT_FALSE(w.commit());
+        EXPECT_EQ(FileStatus::Exists, w.status());
+    }
+    ::umask(mask);
+    EXPECT_EQ("new", testing_support::readFile(dir.file("out")));
+    EXPECT_EQ("theirs", testing_support::readFile(dir.file("raced")));
+    EXPECT_EQ((std::vector<std::string>{"late", "out", "raced"}), dir.entries());
 }

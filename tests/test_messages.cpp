@@ -345,7 +345,6 @@ TEST_F(GermanCatalogue, ToolShowsTranslatedSdkMessages) {
         {{"456", "3", "2"}, "Pr\u00fcfung: 3 Fehler gefunden, 2 behoben\n"},
         {{"842", "Some error"}, "Fehler bei der Modellierung:\nIrgendein Fehler\n"},
         {{"842", "Other error"}, "Fehler bei der Modellierung:\nOther error\n"},
-        {{"849"}, "Unbekannte Meldung (Code: 849)\n"},
         {{"1"}, "Make me proxy\n"},
         // a translation that reads other arguments is refused with a warning
         {{"460", "7"}, "Layer 0 has invalid index 7\n", "Layer 0 has invalid index %d"},
@@ -384,7 +383,8 @@ TEST(MessageTool, ListsFormatsAndRefusesBadUse) {
     const Row rows[] = {
         {{"msg", "dwg", "456", "3"}, 2, "takes 2 argument(s) (integer, integer), not 1"},
         {{"msg", "dwg", "456", "x", "2"}, 2, "'x' is not an integer"},
-        {{"msg", "dwg", "850", "1"}, 2, "does not exist"},
+        {{"msg", "dwg", "850", "1"}, 1, "does not exist"},
+        {{"msg", "dwg", "849"}, 1, "message 849 does not exist"},
         {{"msg", "dwg", "-1"}, 2, "not a message number"},
         {{"msg", "list", "--lang", "de"}, 2, "go together"},
         {{"msg", "list", "--lang", "de", "--catalogs", "/nonexistent-drutils"}, 1, "no catalogue folder"},

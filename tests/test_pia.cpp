@@ -9,6 +9,7 @@
 #include <filesystem>
 #include <optional>
 #include <sys/stat.h>
+#include <sys/types.h>
 #include <tuple>
 #include <zlib.h>
 
@@ -276,7 +277,7 @@ TEST_F(Pia, LineSyntax) {
         {"a=1\r\nb=\"x\r\n", true, "n:a=1;s:b=x;", 0},
         {"s=\"a\rb\n", true, "s:s=a\rb;", 0},
         {"x=\\" + f1500 + "\\\ny=1\n", true, "x:x=" + f1500 + ";n:y=1;", 0}, // a binary value joins its pieces
-        {"s=\"" + a508 + "aa\n", false, "s:s=" + a508 + ";", 2},             // a string's second piece is a line
+        {"s=\"" + a508 + "aa\n", false, "s:s=" + a508 + ";", 1},             // a string's second piece: too long
         {"s=\"" + a508 + "\nt=1\n", true, "s:s=" + a508 + ";n:t=1;", 0},     // the feed alone: an empty line
         // a CR LF counts as one byte of a piece, also where a boundary falls inside or after it
         {"s=\"" + a506 + "\r\nt=1\r\n", true, "s:s=" + a506 + ";n:t=1;", 0},
@@ -449,6 +450,67 @@ TEST_F(Pia, WritingReplacesTheDestinationAtomically) {
     EXPECT_EQ((std::vector<std::string>{"adir", "link.ctb", "table.ctb", "tmp"}), dir.entries());
 }
 
+// ---------------------------------------------------------------- what a writer may store
+
+TEST_F(Pia, CanStoreRefusesWhatWouldNotReadBack) {
+    // One item in the block "b": empty when the printed tree must read back as it
+    // is, else a word of why not.
+    struct Row {
+        int kind;
+        std::wstring name, value;
+        const char* codePage;
+        const char* why;
+    };
+    const Row rows[] = {
+        // strings: braces and line breaks cannot be carried, "}", "=" and quotes can
+        {kPStr, L"d", L"Pens {A3}", "1252", "holds \"{\""},
+        {kPStr, L"d", L"two\nlines", "1252", "line break"},
+        {kPStr, L"d", L"Stra\u00dfe }=\"q", "1252", ""},
+        // lines: 511 characters at most, and 511 bytes in the code page
+        {kPStr, L"d", std::wstring(507, L'a'), "1252", ""},
+        {kPStr, L"d", std::wstring(508, L'a'), "1252", "too long for a line of the file (512 characters"},
+        {kPStr, L"d", std::wstring(169, L'\u65e5'), "65001", ""},
+        {kPStr, L"d", std::wstring(170, L'\u65e5'), "65001", "514 bytes in code page 65001"},
+        // characters the code page lacks are never written as "?"
+        {kPStr, L"d", L"\u65e5\u672c", "1252", "has no form in code page 1252"},
+        {kPStr, L"d", L"\u65e5\u672c", "932", ""},
+        // numbers must read back as numbers, names as names
+        {kPNum, L"n", L"", "1252", "empty number"},
+        {kPNum, L"n", L"True", "1252", "another kind"},
+        {kPNum, L"n", L"\"5", "1252", "another kind"},
+        {kPStr, L"my key", L"x", "1252", "name holding a blank"},
+        {kPBlock, L"a}b", L"", "1252", "name holding"},
+        // binary values: no backslash inside, none empty (the printer drops it)
+        {kPBin, L"x", L"AB\\CD", "1252", "backslash"},
+        {kPBin, L"x", L"", "1252", "empty binary"},
+        {kPBin, L"x", std::wstring(1500, L'A'), "1252", ""},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(U(row.name + L"=" + row.value.substr(0, 20)) + " in " + row.codePage);
+        EnvGuard page("DRUTILS_ANSI_CODEPAGE", row.codePage);
+        CPBlock root(L"");
+        auto* b = new CPBlock(L"b");
+        switch (row.kind) {
+        case kPStr: b->add(new CPStr(row.name.c_str(), row.value.c_str())); break;
+        case kPNum: b->add(new CPNum(row.name.c_str(), row.value.c_str())); break;
+        case kPBin: b->add(new CPBin(row.name.c_str(), row.value.c_str())); break;
+        default: b->add(new CPBlock(row.name.c_str())); break;
+        }
+        root.add(b);
+        OdString why;
+        const bool storable = CPIAFileOut::canStore(&root, &why);
+        EXPECT_EQ(*row.why == '\0', storable);
+        if (!storable) {
+            EXPECT_EQ(0, why.find((L"b/" + row.name + L":").c_str())) << U(why);
+            EXPECT_NE(-1, why.find(W(row.why).c_str())) << U(why);
+            continue;
+        }
+        CPIAParser back;
+        ASSERT_TRUE(back.parse(W(writeTree(root, "stored.ctb"))));
+        EXPECT_EQ(dump(&root), dump(back.root()));
+    }
+}
+
 // ---------------------------------------------------------------- engine
 
 TEST_F(Pia, EngineResultCodesAndHooks) {
@@ -504,24 +566,69 @@ TEST_F(Pia, ReaderRefusesWhatItCannotRead) {
         EXPECT_EQ(nullptr, in.readLine());
     }
     // A real bomb (65 MiB of blanks in some 65 KiB) at the default limit, missing
-    // files, and containers cut short, also inside the header.
+    // files, and containers cut short, also inside the header; each failure says
+    // why in words, never with its bare code, and a pipe does not block the reader.
     const std::string bomb = containerOf(std::string((65u << 20), ' '));
     EXPECT_LT(bomb.size(), 100000u);
     const std::string real = readFile(dataFile("color-dependent-factory.ctb"));
-    const std::pair<std::string, int> rows[] = {
-        {put("bomb.ctb", bomb), ZlibEngine::kTooLarge},
-        {dir.file("does-not-exist.ctb"), -2},
-        {put("cut59.ctb", real.substr(0, 59)), Z_BUF_ERROR},
-        {put("cut61.ctb", real.substr(0, 61)), Z_BUF_ERROR},
-        {put("cut-5.ctb", real.substr(0, real.size() - 5)), Z_BUF_ERROR},
+    std::string corrupt = real;
+    corrupt.replace(200, 40, std::string(40, 'x'));
+    fs::create_directory(dir.file("folder.ctb"));
+    ASSERT_EQ(0, mkfifo(dir.file("pipe.ctb").c_str(), 0600));
+    const std::tuple<std::string, int, const char*> rows[] = {
+        {put("bomb.ctb", bomb), ZlibEngine::kTooLarge, "the text inside is larger than 32 MiB"},
+        {dir.file("does-not-exist.ctb"), -2, "no such file"},
+        {dir.file("folder.ctb"), -2, "is a directory"},
+        {dir.file("pipe.ctb"), -2, "not a regular file"},
+        {put("empty.ctb", ""), Z_BUF_ERROR, "not a parameter file"},
+        {put("words.ctb", "these are just words, longer than a header of sixty bytes"), Z_BUF_ERROR,
+         "not a parameter file"},
+        {put("cut59.ctb", real.substr(0, 59)), Z_BUF_ERROR, "compressed data is truncated"},
+        {put("cut61.ctb", real.substr(0, 61)), Z_BUF_ERROR, "compressed data is truncated"},
+        {put("cut-5.ctb", real.substr(0, real.size() - 5)), Z_BUF_ERROR, "compressed data is truncated"},
+        {put("corrupt.ctb", corrupt), Z_DATA_ERROR, "compressed data is corrupt"},
     };
     CPIAParser parser;
-    for (const auto& [path, result] : rows) {
+    for (const auto& [path, result, why] : rows) {
         SCOPED_TRACE(path);
         EXPECT_FALSE(parser.parse(W(path)));
         EXPECT_EQ(result, parser.openResult());
         EXPECT_EQ(nullptr, parser.root());
+        EXPECT_EQ(why, U(parser.errorText()));
     }
+}
+
+// ---------------------------------------------------------------- what one file may cost
+
+TEST_F(Pia, BoundsWhatOneFileMayCost) {
+    // Items: a block and its items count alike; the bound admits a file at it.
+    const auto itemsText = [](size_t count) {
+        std::string text = "b{\n";
+        for (size_t i = 1; i < count; ++i)
+            text += " k" + std::to_string(i) + "=1\n";
+        return text + "}\n";
+    };
+    CPIAParser parser;
+    const std::string atBound = itemsText(CPIAParser::kMaxItems);
+    EXPECT_TRUE(parser.parseText(atBound.data(), atBound.size()));
+    const std::string past = itemsText(CPIAParser::kMaxItems + 1);
+    EXPECT_FALSE(parser.parseText(past.data(), past.size()));
+    EXPECT_EQ("more items than a parameter file may hold", U(parser.errorText()));
+
+    // Characters of names and values, in lines and in one binary value of many pieces.
+    const std::string value(490, 'v');
+    std::string strings;
+    for (size_t i = 0; strings.size() < CPIAParser::kMaxTextLength + 100000; ++i)
+        strings += "s" + std::to_string(i) + "=\"" + value + "\n";
+    const std::string binary = "x=\\" + std::string(CPIAParser::kMaxTextLength + 1, 'A') + "\\\n";
+    const std::string* pastTexts[] = {&strings, &binary};
+    for (const std::string* text : pastTexts) {
+        SCOPED_TRACE(text->substr(0, 10));
+        EXPECT_FALSE(parser.parseText(text->data(), text->size()));
+        EXPECT_EQ("more text than a parameter file may hold", U(parser.errorText()));
+    }
+    const std::string fits = strings.substr(0, strings.size() / 2);
+    EXPECT_TRUE(parser.parseText(fits.data(), fits.size()));
 }
 
 // ---------------------------------------------------------------- encodings
@@ -619,7 +726,7 @@ TEST_F(Pia, ToolCommands) {
     const std::string cut = put("short.ctb", "PIAFILE");
     EXPECT_EQ(1, runTool({"pia", "check", dir.file("t.stb"), broken, cut}, &out));
     EXPECT_EQ(dir.file("t.stb") + ": OK\n" + broken + ": line 3: blank inside a name\n" + cut +
-                  ": cannot read: compressed data is truncated or missing\n",
+                  ": cannot read: not a parameter file\n",
               out);
     EXPECT_EQ(1, runTool({"pia", "check", "--json", broken}, &out));
     EXPECT_EQ("[{\"file\":\"" + broken + "\",\"ok\":false,\"line\":3,\"reason\":\"blank inside a name\"}]\n", out);

@@ -471,6 +471,153 @@ TEST(PlotStyleTable, EverySampleOpensAndSurvivesSaving) {
     }
 }
 
+// The items of a parsed text as name:kind, blocks with their contents, for
+// comparing what a rewrite kept.
+std::string itemList(const CPBlock* b) {
+    std::string out;
+    for (const CPItem* item : b->items()) {
+        out += U(item->name()) + ":" + std::to_string(item->kind());
+        if (item->kind() == kPBlock)
+            out += "{" + itemList(static_cast<const CPBlock*>(item)) + "}";
+        out += " ";
+    }
+    return out;
+}
+
+TEST(PlotStyleTable, KeysAndBlocksOfOtherWritersSurviveARewrite) {
+    TempDir dir;
+    // A newer writer's table: top-level keys and blocks the table does not read
+    // come back in their places, with their contents.
+    const std::string basic = dataFile("color-dependent-basic.ctb");
+    std::unique_ptr<CPlotStyleTable> t(CPlotStyleTable::read(W(basic)));
+    ASSERT_TRUE(t);
+    t->style(2)->setScreen(50);
+    ASSERT_TRUE(t->write(W(dir.file("basic.ctb"))));
+    CPIAParser before, after;
+    ASSERT_TRUE(before.parse(W(basic)));
+    ASSERT_TRUE(after.parse(W(dir.file("basic.ctb"))));
+    std::string top;
+    for (const CPItem* item : after.root()->items())
+        top += U(item->name()) + " ";
+    EXPECT_EQ("description aci_table_available scale_factor apply_factor custom_lineweight_display_units "
+              "pen_plotter dithering numstyles min_rounded aci_table plot_style custom_lineweight_table meta "
+              "_ACI_to_style ",
+              top);
+    for (const wchar_t* block : {L"meta", L"_ACI_to_style"})
+        EXPECT_EQ(itemList(before.root()->findBlock(block)), itemList(after.root()->findBlock(block)));
+
+    // Keys inside a style block stay after the key they followed, also through an edit.
+    const std::string added = "  screen=100\n  pen_speed=40\n  extra{\n   a=1\n  }\n";
+    const std::string text = std::string("plot_style{\n") + replaced(kStyleA, "  screen=100\n", added) + "}\n";
+    writeFile(dir.file("extra.stb"), container(text));
+    std::unique_ptr<CPlotStyleTable> named(CPlotStyleTable::read(W(dir.file("extra.stb"))));
+    ASSERT_TRUE(named);
+    named->style(0)->setScreen(30);
+    ASSERT_TRUE(named->write(W(dir.file("extra.stb"))));
+    const std::string rewritten = containerText(dir.file("extra.stb"));
+    EXPECT_NE(std::string::npos,
+              rewritten.find("  screen=30\n  pen_speed=40\n  extra{\n   a=1\n  }\n  linepattern_size"))
+        << rewritten;
+}
+
+TEST(PlotStyleTable, NumberedBlocksOutOfOrderMapByTheirNumbers) {
+    // 255 styles without an aci_table, whose blocks are named 0..254 in another
+    // order (as a newer writer stores them): colour k is the block named k-1, and
+    // a rewrite keeps it so. Blocks not named by numbers keep their order.
+    TempDir dir;
+    const auto tableText = [](const std::vector<std::string>& blockNames) {
+        std::string styles;
+        for (const std::string& name : blockNames)
+            styles += replaced(replaced(kStyleA, " 0{", " " + name + "{"), "description=\"", "description=\"d" + name);
+        // distinct style names, as a table needs
+        std::string out;
+        int n = 0;
+        for (const std::string& line : lines(styles)) {
+            if (line.rfind("  name=", 0) == 0)
+                out += "  name=\"S" + std::to_string(n++) + "\n";
+            else
+                out += line + "\n";
+        }
+        return "aci_table_available=FALSE\nplot_style{\n" + out + "}\n";
+    };
+    std::vector<std::string> hashed;
+    for (int i = 0; i < 255; ++i)
+        hashed.push_back(std::to_string((i * 37 + 220) % 255)); // 220, 2, 39, ...: each number once
+    std::vector<std::string> lettered;
+    for (int i = 0; i < 255; ++i)
+        lettered.push_back("p" + std::to_string(254 - i));
+    const struct {
+        const char* file;
+        std::vector<std::string> blocks;
+        bool byNumber;
+    } rows[] = {{"hashed.ctb", hashed, true}, {"lettered.ctb", lettered, false}};
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.file);
+        writeFile(dir.file(row.file), container(tableText(row.blocks)));
+        for (int round = 0; round < 2; ++round) { // as read, and after a rewrite
+            std::unique_ptr<CPlotStyleTable> t(CPlotStyleTable::read(W(dir.file(row.file))));
+            ASSERT_TRUE(t);
+            ASSERT_TRUE(t->useACI());
+            for (int k : {1, 2, 3, 221, 255}) {
+                const std::string block = row.byNumber ? std::to_string(k - 1) : row.blocks[size_t(k - 1)];
+                EXPECT_EQ(W("d" + block), t->ACI().at(k)->desc()) << "colour " << k << ", round " << round;
+            }
+            ASSERT_TRUE(t->write(W(dir.file(row.file))));
+        }
+    }
+}
+
+TEST(PlotStyleTable, WritingRefusesValuesTheFileCannotHold) {
+    // A value that would not read back is refused with the style and key named,
+    // in a code page's case with the code page and how to choose another; the
+    // file keeps what it held. The same text is stored where the code page has it.
+    TempDir dir;
+    const std::string path = dir.file("t.stb");
+    writeFile(path, readFile(dataFile("named-small.stb")));
+    const std::string original = readFile(path);
+    const struct {
+        const char* codePage;
+        std::wstring description, name;
+        const char* why; // empty: stored, and read back the same
+    } rows[] = {
+        {"1252", L"Pens {A3}", L"", "(plot_style/1/description): holds \"{\""},
+        {"1252", L"first\nsecond", L"", "line break"},
+        {"1252", std::wstring(600, L'd'), L"", "too long for a line of the file"},
+        {"1252", L"", L"\u65e5\u672c\u8a9e", "has no form in code page 1252, in which the file is written; "
+                                                "DRUTILS_ANSI_CODEPAGE chooses another"},
+        {"932", L"", L"\u65e5\u672c\u8a9e", ""},
+        {"1252", std::wstring(450, L'd'), L"", ""},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(U(row.description.substr(0, 12) + row.name) + " in " + row.codePage);
+        setenv("DRUTILS_ANSI_CODEPAGE", row.codePage, 1);
+        std::unique_ptr<CPlotStyleTable> t(CPlotStyleTable::read(W(path)));
+        ASSERT_TRUE(t);
+        if (!row.description.empty())
+            t->style(1)->setDesc(row.description.c_str());
+        if (!row.name.empty()) {
+            ASSERT_TRUE(t->renameStyle(1, row.name.c_str()));
+        }
+        OdString why;
+        const bool written = t->write(W(path), &why);
+        if (*row.why) {
+            EXPECT_FALSE(written);
+            EXPECT_NE(-1, why.find(W(row.why).c_str())) << U(why);
+            EXPECT_EQ(0, why.find(L"style \"")) << U(why);
+            EXPECT_EQ(original, readFile(path));
+        } else {
+            ASSERT_TRUE(written) << U(why);
+            std::unique_ptr<CPlotStyleTable> back(CPlotStyleTable::read(W(path)));
+            ASSERT_TRUE(back);
+            EXPECT_EQ(t->style(1)->desc(), back->style(1)->desc());
+            EXPECT_EQ(t->style(1)->name(), back->style(1)->name());
+            writeFile(path, original);
+        }
+    }
+    unsetenv("DRUTILS_ANSI_CODEPAGE");
+    EXPECT_EQ((std::vector<std::string>{"t.stb"}), dir.entries());
+}
+
 TEST(PlotStyleTable, BadInputIsRefusedWithTheReason) {
     std::string manyStyles;
     for (int i = 0; i < 10000; ++i) {
@@ -649,10 +796,10 @@ TEST(StyleTool, Commands) {
     const size_t pen1 = sheet.find("<title>1: Pen 1</title>");
     ASSERT_NE(pen1, std::string::npos);
     EXPECT_EQ(sheet.find("class=\"swatch\""), sheet.find("class=\"swatch\" x=\"11\" y=\"27\" width=\"40\" height=\"10\" fill=\"#ff0000\"", pen1));
-    ASSERT_EQ(runTool({"style", "render", stb, svg}, &out, &err), 0) << err;
+    ASSERT_EQ(runTool({"style", "render", stb, svg, "--force"}, &out, &err), 0) << err;
     EXPECT_NE(readFile(svg).find("fill=\"url(#object)\""), std::string::npos) << "a named default pen";
     // long names are cut to fit a cell and kept whole in its tooltip
-    ASSERT_EQ(runTool({"style", "render", dataFile("named-custom-300.stb"), svg}, &out, &err), 0) << err;
+    ASSERT_EQ(runTool({"style", "render", dataFile("named-custom-300.stb"), svg, "--force"}, &out, &err), 0) << err;
     EXPECT_NE(readFile(svg).find("<title>colorBlue_screening1_LnWt050__thickness-4</title>"), std::string::npos);
     EXPECT_NE(readFile(svg).find(">colorBlue_screening1_Ln\u2026</text>"), std::string::npos);
 }

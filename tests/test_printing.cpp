@@ -489,7 +489,7 @@ TEST_F(Printing, StoredPrivateBytesThatDoNotAddUpFallBackToThePrinters) {
         ASSERT_NE(std::string::npos, at);
         spoilt.replace(at + 7, spoilt.find('\\', at + 7) - at - 7, bad);
         writeFile(dir.file("bad.txt"), spoilt);
-        ASSERT_EQ(0, runTool({"pia", "pack", dir.file("bad.txt"), dir.file("bad.pc3"), "--kind", "pc3"}));
+        ASSERT_EQ(0, runTool({"pia", "pack", "--force", dir.file("bad.txt"), dir.file("bad.pc3"), "--kind", "pc3"}));
         LogCapture log;
         bool found = false;
         auto read = readBack(dir.wfile("bad.pc3"), found);
@@ -594,7 +594,7 @@ TEST_F(Printing, ToolMakesAndAppliesConfigurations) {
     ASSERT_EQ(0, runTool({"pc3", "new", "Laser_Color", out}));
     // An existing file is kept unless --force.
     EXPECT_EQ(1, runTool({"pc3", "new", "PDF_Writer", out}, nullptr, &err));
-    EXPECT_NE(std::string::npos, err.find("exists; give --force"));
+    EXPECT_NE(std::string::npos, err.find("already exists (--force replaces it)"));
     ASSERT_EQ(0, runTool({"pc3", "show", out}, &text));
     EXPECT_NE(std::string::npos, text.find("Laser_Color"));
     ASSERT_EQ(0, runTool({"pc3", "new", "--force", "PDF_Writer", out}));

@@ -16,7 +16,8 @@ namespace {
 
 const char kSource[] = "src/utils/ut_filelock";
 
-std::string osPath(const OdString& path) { return platform::wideToUtf8(path.str()); }
+// Every path reaches the system through the one lossless conversion.
+std::string osPath(const OdString& path) { return platform::nativePath(path); }
 
 // Paths that reach this family in the Windows spelling must still name the file.
 OdString nativeSlashes(const OdString& path) {
@@ -216,8 +217,7 @@ void FileLocker::takeOver(FileLocker& other) noexcept {
 
 void FileLocker::release(LockFile& file) {
     if (file.handle != platform::kNoFile && !platform::removeLockFile(file.handle, osPath(file.path)))
-        logWarning(kSource, "ut::FileLocker::unlock", "lock file %s could not be deleted",
-                   osPath(file.path).c_str());
+        logWarning(kSource, "ut::FileLocker::unlock", L"lock file %ls could not be deleted", file.path.c_str());
     file = LockFile();
 }
 
@@ -248,7 +248,7 @@ bool FileLocker::lock(const OdString& path) {
         if (f.file.handle != platform::kNoFile)
             f.file.path = f.name;
         else
-            logWarning(kSource, "ut::FileLocker::lock", "lock file %s not written: %s", osPath(f.name).c_str(),
+            logWarning(kSource, "ut::FileLocker::lock", L"lock file %ls not written: %s", f.name.c_str(),
                        platform::describe(status));
     }
     return isLocked();
@@ -276,13 +276,43 @@ bool FileLocker::isLocked(const OdString& path) { return hasDwl(path); }
 
 bool FileLocker::hasDwl(const OdString& path) { return platform::isRegularFile(osPath(getDwlPath(path))); }
 
-bool FileLocker::isLockedByOther(const OdString& path) {
-    OdString user, machine, since;
-    if (!readLockInfo(path, user, machine, since))
-        return false;
+bool FileLocker::isLockedByOther(const OdString& path) { return holder(path).holder == LockInfo::kOther; }
+
+FileLocker::LockInfo FileLocker::holder(const OdString& path) {
+    LockInfo info;
+    const OdString dwl = getDwlPath(nativeSlashes(path));
+    std::string bytes;
+    const platform::FileStatus status = platform::readSmallFile(osPath(dwl), lockfile::kMaxBytes, bytes);
+    switch (status) {
+    case platform::FileStatus::Ok:
+        break;
+    case platform::FileStatus::Missing:
+    case platform::FileStatus::NotRegularFile:
+    case platform::FileStatus::Directory:
+    case platform::FileStatus::SymbolicLink:
+        // Not a lock file at all: nothing sits where one would.
+        return info;
+    case platform::FileStatus::TooLarge:
+        info.holder = LockInfo::kOther;
+        info.problem.format(L"is larger than %zu bytes, not a lock file", lockfile::kMaxBytes);
+        return info;
+    default:
+        info.holder = LockInfo::kUnreadable;
+        info.problem = OdString(L"cannot be read: ") + OdString(platform::describe(status));
+        return info;
+    }
+    const std::vector<OdString> lines = lockfile::splitLines(lockfile::decode(bytes));
+    OdString* fields[] = {&info.user, &info.machine, &info.dateTime};
+    for (size_t i = 0; i < lines.size() && i < 3; ++i)
+        *fields[i] = lines[i];
     Identity me = currentIdentity();
     lockfile::roundTrip(me.user, me.machine);
-    return user.iCompare(me.user) != 0 || machine.iCompare(me.machine) != 0;
+    const bool mine =
+        !info.user.isEmpty() && info.user.iCompare(me.user) == 0 && info.machine.iCompare(me.machine) == 0;
+    info.holder = mine ? LockInfo::kCaller : LockInfo::kOther;
+    if (info.user.isEmpty() && info.machine.isEmpty())
+        info.problem = L"names no user and no machine";
+    return info;
 }
 
 bool FileLocker::readLockInfo(const OdString& path, OdString& user, OdString& machine, OdString& dateTime) {
@@ -290,8 +320,8 @@ bool FileLocker::readLockInfo(const OdString& path, OdString& user, OdString& ma
     std::string bytes;
     const platform::FileStatus status = platform::readSmallFile(osPath(dwl), lockfile::kMaxBytes, bytes);
     if (status == platform::FileStatus::TooLarge)
-        logWarning(kSource, "ut::FileLocker::readLockInfo", "%s is not a lock file: larger than %zu bytes",
-                   osPath(dwl).c_str(), lockfile::kMaxBytes);
+        logWarning(kSource, "ut::FileLocker::readLockInfo", L"%ls is not a lock file: larger than %zu bytes",
+                   dwl.c_str(), lockfile::kMaxBytes);
     if (status != platform::FileStatus::Ok)
         return false;
     const std::vector<OdString> lines = lockfile::splitLines(lockfile::decode(bytes));

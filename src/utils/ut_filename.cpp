@@ -1,32 +1,26 @@
 #include "ut_filename.h"
 
-#include <filesystem>
-
-#include <wx/datetime.h>
-#include <wx/dir.h>
 #include <wx/filename.h>
 #include <wx/log.h>
 
+#include "platform/files.h"
 #include "ut_strings.h"
 
 namespace ut {
 
 OdString FileName::s_appTempPath;
 
-// wx reports its own failures to the active log, which in the application is a
-// message box; the library reports failures by its results instead, so calls that
-// touch the disk run under wxLogNull.
+// wxFileName splits, joins and normalises the text of a name; everything that
+// reaches the disk goes through the platform layer instead, whose conversion of
+// names to bytes is lossless (wx's own would fail on a name that is not valid
+// UTF-8 and report that to the active log, a message box in the application).
 
 namespace {
 
 wxString wx(const OdString& s) { return wxString(s.c_str()); }
 OdString od(const wxString& s) { return OdString(s.ToStdWstring()); }
 
-DateTime fromWx(const wxDateTime& d) {
-    return d.IsValid() ? DateTime::fromMilliseconds(d.GetValue().GetValue()) : DateTime();
-}
-
-wxDateTime toWx(const DateTime& d) { return wxDateTime(wxLongLong(d.milliseconds())); }
+DateTime fromMs(int64_t ms) { return DateTime::fromMilliseconds(ms); }
 
 // Paths that other code spells with backslashes (the Windows habit kept by
 // correctSlashes) must still name the same file here.
@@ -36,29 +30,25 @@ OdString nativeSlashes(const OdString& s) {
     return r;
 }
 
-bool isDirectoryPath(const wxString& path) { return wxFileName::DirExists(path); }
+// A directory that wx would make of an empty path: the current one.
+OdString orCwd(const OdString& dir) { return dir.isEmpty() ? platform::currentDirectory() : dir; }
 
-bool removeTree(const wxString& path) {
-    wxDir dir(path);
-    if (!dir.IsOpened())
+bool removeTree(const OdString& path) {
+    std::vector<std::pair<OdString, platform::EntryKind>> entries;
+    // Links are not followed: removing a tree never reaches into what a link in it
+    // points to; the link itself goes like a file.
+    if (!platform::listDirectory(path, entries, false))
         return false;
-    wxString name;
-    // Hidden entries are deliberately not listed: a directory holding them
+    const OdString prefix = path.right(1) == L"/" ? path : path + L"/";
+    // Hidden entries are deliberately left alone: a directory holding them
     // survives a recursive removal.
-    wxArrayString subdirs, files;
-    for (bool more = dir.GetFirst(&name, wxEmptyString, wxDIR_DIRS); more; more = dir.GetNext(&name))
-        subdirs.push_back(name);
-    for (bool more = dir.GetFirst(&name, wxEmptyString, wxDIR_FILES); more; more = dir.GetNext(&name))
-        files.push_back(name);
-    dir.Close();
-    const wxString sep = wxFileName::GetPathSeparator();
-    const wxString prefix = path.EndsWith(sep) ? path : path + sep;
-    for (const auto& sub : subdirs)
-        if (isDirectoryPath(prefix + sub))
-            removeTree(prefix + sub);
-    for (const auto& file : files)
-        wxRemoveFile(prefix + file);
-    return wxFileName::Rmdir(path);
+    for (const auto& [name, kind] : entries)
+        if (kind == platform::EntryKind::Directory && name.getAt(0) != L'.')
+            removeTree(prefix + name);
+    for (const auto& [name, kind] : entries)
+        if (kind != platform::EntryKind::Directory && name.getAt(0) != L'.')
+            platform::removeFile(prefix + name);
+    return platform::removeDirectory(path);
 }
 
 } // namespace
@@ -97,44 +87,31 @@ OdString FileName::getFullPath() const { return od(m_pImpl->GetFullPath()); }
 OdString FileName::getPath(int flags) const { return od(m_pImpl->GetPath(flags)); }
 uint64_t FileName::getDirCount() const { return m_pImpl->GetDirCount(); }
 
-uint64_t FileName::getSize() const {
-    wxLogNull quiet;
-    wxULongLong size = m_pImpl->GetSize();
-    return size == wxInvalidSize ? 0 : size.GetValue();
-}
+uint64_t FileName::getSize() const { return getSize(getFullPath()); }
 
 uint64_t FileName::getSize(const OdString& path) {
-    wxLogNull quiet;
-    wxULongLong size = wxFileName::GetSize(wx(path));
-    return size == wxInvalidSize ? 0 : size.GetValue();
+    platform::FileInfo info;
+    return platform::fileInfo(path, info) && info.kind == platform::EntryKind::Regular ? info.size : 0;
 }
 
 bool FileName::getTimes(DateTime* access, DateTime* modify, DateTime* create) const {
-    wxLogNull quiet;
-    wxDateTime a, m, c;
-    if (!m_pImpl->GetTimes(&a, &m, &c))
+    platform::FileInfo info;
+    if (!platform::fileInfo(getFullPath(), info))
         return false;
     if (access)
-        *access = fromWx(a);
+        *access = fromMs(info.accessMs);
     if (modify)
-        *modify = fromWx(m);
+        *modify = fromMs(info.modifyMs);
     if (create)
-        *create = fromWx(c);
+        *create = fromMs(info.changeMs);
     return true;
 }
 
-bool FileName::setTimes(const DateTime* access, const DateTime* modify, const DateTime* create) const {
-    wxLogNull quiet;
-    // The file system takes both times at once; a time the caller leaves out
-    // keeps its current value.
-    wxDateTime a, m;
-    if (!m_pImpl->GetTimes(&a, &m, nullptr))
-        return false;
-    if (access && access->isValid())
-        a = toWx(*access);
-    if (modify && modify->isValid())
-        m = toWx(*modify);
-    return m_pImpl->SetTimes(&a, &m, nullptr);
+bool FileName::setTimes(const DateTime* access, const DateTime* modify, const DateTime*) const {
+    // A time the caller leaves out (or gives invalid) keeps its current value.
+    const int64_t a = access ? access->milliseconds() : 0, m = modify ? modify->milliseconds() : 0;
+    return platform::setFileTimes(getFullPath(), access && access->isValid() ? &a : nullptr,
+                                  modify && modify->isValid() ? &m : nullptr);
 }
 
 void FileName::appendDir(const OdString& dir) { m_pImpl->AppendDir(wx(dir)); }
@@ -156,13 +133,13 @@ bool FileName::hasExt(const OdString& ext) const {
 
 bool FileName::isAbsolute() const { return m_pImpl->IsAbsolute(); }
 bool FileName::isDir() const { return m_pImpl->IsDir(); }
-bool FileName::dirExists() const { return m_pImpl->DirExists(); }
-bool FileName::fileExists() const { return m_pImpl->FileExists(); }
-bool FileName::isDirReadable() const { return m_pImpl->IsDirReadable(); }
-bool FileName::isDirWritable() const { return m_pImpl->IsDirWritable(); }
-bool FileName::isFileReadable() const { return m_pImpl->IsFileReadable(); }
-bool FileName::isFileWritable() const { return m_pImpl->IsFileWritable(); }
-bool FileName::isFileExecutable() const { return m_pImpl->IsFileExecutable(); }
+bool FileName::dirExists() const { return dirExists(getPath()); }
+bool FileName::fileExists() const { return fileExists(getFullPath()); }
+bool FileName::isDirReadable() const { return platform::isAccessible(getPath(), 4); }
+bool FileName::isDirWritable() const { return platform::isAccessible(getPath(), 2); }
+bool FileName::isFileReadable() const { return platform::isAccessible(getFullPath(), 4); }
+bool FileName::isFileWritable() const { return platform::isAccessible(getFullPath(), 2); }
+bool FileName::isFileExecutable() const { return platform::isAccessible(getFullPath(), 1); }
 
 // No drive letters or volumes exist here, so every non-empty name is on a
 // mounted volume.
@@ -170,7 +147,7 @@ bool FileName::isOk() const { return m_pImpl->IsOk(); }
 
 bool FileName::normalize(int flags, const OdString& cwd) {
     wxLogNull quiet;
-    return m_pImpl->Normalize(flags, wx(cwd));
+    return m_pImpl->Normalize(flags, wx(orCwd(cwd)));
 }
 
 bool FileName::makeAbsolute(const OdString& cwd) {
@@ -182,46 +159,59 @@ bool FileName::makeAbsolute(const OdString& cwd) {
 
 bool FileName::makeRelativeTo(const OdString& base) {
     wxLogNull quiet;
-    return m_pImpl->MakeRelativeTo(wx(base));
+    // Both made absolute here first, so that wx never needs the working directory
+    // itself (it could not spell one whose name is not valid UTF-8).
+    const wxString cwd = wx(platform::currentDirectory());
+    wxFileName from = wxFileName::DirName(base.isEmpty() ? cwd : wx(base));
+    from.MakeAbsolute(cwd);
+    m_pImpl->MakeAbsolute(cwd);
+    return m_pImpl->MakeRelativeTo(from.GetPath());
 }
 
-bool FileName::mkdir(int perm, int flags) const {
-    wxLogNull quiet;
-    return m_pImpl->Mkdir(perm, flags);
-}
+bool FileName::mkdir(int perm, int flags) const { return mkdir(getPath(), perm, flags); }
 bool FileName::mkdir(const OdString& path, int perm, int flags) {
-    wxLogNull quiet;
-    return wxFileName::Mkdir(wx(path), perm, flags);
+    return platform::makeDirectory(path, perm, (flags & PATH_MKDIR_FULL) != 0);
 }
-bool FileName::rmdir() const {
+bool FileName::rmdir() const { return platform::removeDirectory(getPath()); }
+
+namespace {
+
+// As wx compares names: normalised spellings first, then, for two spellings of
+// one existing file (a link, a second hard link), the file itself.
+bool sameName(const wxFileName& a, const wxFileName& b) {
     wxLogNull quiet;
-    return m_pImpl->Rmdir();
+    const wxString cwd = wx(platform::currentDirectory());
+    wxFileName x(a), y(b);
+    x.Normalize(wxPATH_NORM_DOTS | wxPATH_NORM_TILDE | wxPATH_NORM_ABSOLUTE, cwd);
+    y.Normalize(wxPATH_NORM_DOTS | wxPATH_NORM_TILDE | wxPATH_NORM_ABSOLUTE, cwd);
+    return x.GetFullPath() == y.GetFullPath() ||
+           platform::sameFile(od(x.GetFullPath()), od(y.GetFullPath()));
 }
 
-bool FileName::operator==(const FileName& other) const { return m_pImpl->SameAs(*other.m_pImpl); }
-bool FileName::operator==(const OdString& path) const { return m_pImpl->SameAs(wxFileName(wx(path))); }
+} // namespace
 
-bool FileName::dirExists(const OdString& path) { return wxFileName::DirExists(wx(path)); }
-bool FileName::fileExists(const OdString& path) { return wxFileName::FileExists(wx(path)); }
+bool FileName::operator==(const FileName& other) const { return sameName(*m_pImpl, *other.m_pImpl); }
+bool FileName::operator==(const OdString& path) const { return sameName(*m_pImpl, wxFileName(wx(path))); }
+
+bool FileName::dirExists(const OdString& path) {
+    return platform::entryKind(path) == platform::EntryKind::Directory;
+}
+bool FileName::fileExists(const OdString& path) { return platform::entryKind(path) == platform::EntryKind::Regular; }
 
 bool FileName::isFileReadOnly(const OdString& path) {
-    namespace fs = std::filesystem;
-    std::error_code ec;
-    fs::file_status st = fs::status(fs::path(path.str()), ec);
-    if (ec || !fs::is_regular_file(st))
+    platform::FileInfo info;
+    if (!platform::fileInfo(path, info) || info.kind != platform::EntryKind::Regular)
         return false;
-    const fs::perms writable = fs::perms::owner_write | fs::perms::group_write | fs::perms::others_write;
-    return (st.permissions() & writable) == fs::perms::none;
+    return (info.mode & 0222) == 0;
 }
 
-bool FileName::setCwd(const OdString& path) {
-    wxLogNull quiet; return wxFileName::SetCwd(wx(path)); }
-OdString FileName::getCwd(const OdString& volume) { return od(wxFileName::GetCwd(wx(volume))); }
-OdString FileName::getHomeDir() { return od(wxFileName::GetHomeDir()); }
+bool FileName::setCwd(const OdString& path) { return platform::setCurrentDirectory(path); }
+OdString FileName::getCwd(const OdString&) { return platform::currentDirectory(); }
+OdString FileName::getHomeDir() { return platform::homeDirectory(); }
 
 OdString FileName::getTempDir() {
     static const OdString separators = getPathSeparators();
-    OdString dir = s_appTempPath.isEmpty() ? od(wxFileName::GetTempDir()) : s_appTempPath;
+    OdString dir = s_appTempPath.isEmpty() ? platform::systemTempDirectory() : s_appTempPath;
     if (!dir.isEmpty() && separators.find(dir.getAt(dir.getLength() - 1)) < 0)
         dir += getPathSeparator();
     return dir;
@@ -233,7 +223,6 @@ OdString FileName::setApplicationTempPath(const OdString& path) {
 }
 
 OdString FileName::createTempFileName(const OdString& prefix) {
-    wxLogNull quiet;
     OdString base = prefix;
     FileName name(prefix);
     if (!name.isAbsolute()) {
@@ -243,20 +232,18 @@ OdString FileName::createTempFileName(const OdString& prefix) {
     const OdString dir = name.getPath();
     if (!dir.isEmpty() && !dirExists(dir))
         mkdir(dir, 0777, PATH_MKDIR_FULL);
-    // wx creates the file with mkstemp: exclusive, mode 0600, no name race.
-    wxString created = wxFileName::CreateTempFileName(wx(nativeSlashes(base)));
-    if (created.empty() || !wxFileName::FileExists(created))
-        created = wxFileName::CreateTempFileName(wx(prefix));
-    return od(created);
+    OdString created = platform::createUniqueFile(nativeSlashes(base));
+    if (created.isEmpty())
+        created = platform::createUniqueFile(nativeSlashes(prefix));
+    return created;
 }
 
 bool FileName::rmdir(const OdString& path, bool recursive) {
-    wxLogNull quiet;
     if (!recursive)
-        return wxFileName::Rmdir(wx(path));
+        return platform::removeDirectory(path);
     if (!dirExists(path))
         return false;
-    return removeTree(wx(path));
+    return removeTree(path);
 }
 
 bool FileName::isPathSeparator(wchar_t c) { return wxFileName::IsPathSeparator(c); }

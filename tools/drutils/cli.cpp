@@ -1,9 +1,10 @@
 #include "cli.h"
 
+#include <cerrno>
 #include <cmath>
 #include <cstring>
 
-#include "platform/codepage.h"
+#include "platform/files.h"
 
 namespace cli {
 
@@ -78,9 +79,72 @@ bool rejectUnknownOptions(const Args& args) {
     return false;
 }
 
-std::string utf8(const OdString& s) { return ut::platform::wideToUtf8(s.str()); }
-std::string utf8(const std::wstring& s) { return ut::platform::wideToUtf8(s); }
-OdString wide(const std::string& utf8Text) { return OdString(ut::platform::utf8ToWide(utf8Text)); }
+std::string checkInput(const std::string& path) {
+    using ut::platform::EntryKind;
+    ut::platform::FileInfo info;
+    if (!ut::platform::fileInfo(wide(path), info))
+        return path + ": no such file";
+    if (info.kind == EntryKind::Directory)
+        return path + ": is a directory";
+    if (info.kind != EntryKind::Regular)
+        return path + ": not a regular file";
+    return std::string();
+}
+
+std::string checkOutput(const std::string& out, const std::vector<std::string>& inputs, bool force) {
+    for (const auto& in : inputs)
+        if (ut::platform::sameFile(wide(out), wide(in)))
+            return out + ": is the input " + in + "; name another output";
+    using ut::platform::EntryKind;
+    const EntryKind kind = ut::platform::entryKind(wide(out));
+    if (kind == EntryKind::Directory)
+        return out + ": is a directory";
+    if (kind != EntryKind::None && !force)
+        return out + ": already exists (--force replaces it)";
+    return std::string();
+}
+
+std::string readFile(const std::string& path, size_t limit, std::string& bytes) {
+    bytes.clear();
+    ut::platform::FileStatus why = ut::platform::FileStatus::Ok;
+    FILE* in = ut::platform::openFile(wide(path), "rb", &why);
+    if (!in)
+        return path + ": " + ut::platform::describe(why);
+    char buf[65536];
+    size_t n = 0;
+    bool tooLarge = false;
+    while ((n = std::fread(buf, 1, sizeof buf, in)) > 0) {
+        if (bytes.size() + n > limit) {
+            tooLarge = true;
+            break;
+        }
+        bytes.append(buf, n);
+    }
+    const int error = std::ferror(in) ? errno : 0;
+    std::fclose(in);
+    if (tooLarge)
+        return path + ": larger than " + std::to_string(limit >> 20) + " MiB";
+    if (error)
+        return path + ": " + ut::platform::describe(ut::platform::statusFromErrno(error));
+    return std::string();
+}
+
+std::string writeFile(const std::string& path, const std::string& bytes, bool replaceExisting) {
+    using ut::platform::FileStatus;
+    ut::platform::AtomicFileWriter out(wide(path), replaceExisting);
+    FileStatus why = FileStatus::Ok;
+    if (!out.file())
+        why = out.status();
+    else if (std::fwrite(bytes.data(), 1, bytes.size(), out.file()) != bytes.size())
+        why = ut::platform::statusFromErrno(errno);
+    else if (!out.commit())
+        why = out.status();
+    return why == FileStatus::Ok ? std::string() : path + ": not written: " + ut::platform::describe(why);
+}
+
+std::string utf8(const OdString& s) { return ut::platform::fileNameToBytes(s.str()); }
+std::string utf8(const std::wstring& s) { return ut::platform::fileNameToBytes(s); }
+OdString wide(const std::string& bytes) { return OdString(ut::platform::fileNameFromBytes(bytes)); }
 
 void Json::separate() {
     if (m_afterKey) {
@@ -133,6 +197,12 @@ Json& Json::value(const std::string& v) {
     return *this;
 }
 
+Json& Json::value(const OdString& v) {
+    separate();
+    std::fprintf(m_out, "\"%s\"", escape(std::wstring_view(v.str())).c_str());
+    return *this;
+}
+
 Json& Json::value(long long v) {
     separate();
     std::fprintf(m_out, "%lld", v);
@@ -172,23 +242,45 @@ Json& Json::null() {
 void Json::finish() { std::fputc('\n', m_out); }
 
 std::string Json::escape(const std::string& s) {
+    const std::wstring text = ut::platform::fileNameFromBytes(s);
+    return escape(std::wstring_view(text));
+}
+
+std::string Json::escape(std::wstring_view s) {
     std::string out;
     out.reserve(s.size() + 2);
-    for (unsigned char c : s) {
+    char buf[8];
+    for (wchar_t w : s) {
+        const char32_t c = char32_t(w);
         switch (c) {
-        case '"': out += "\\\""; break;
-        case '\\': out += "\\\\"; break;
-        case '\n': out += "\\n"; break;
-        case '\r': out += "\\r"; break;
-        case '\t': out += "\\t"; break;
-        default:
-            if (c < 0x20) {
-                char buf[8];
-                std::snprintf(buf, sizeof buf, "\\u%04x", c);
-                out += buf;
-            } else {
-                out += char(c);
-            }
+        case U'"': out += "\\\""; continue;
+        case U'\\': out += "\\\\"; continue;
+        case U'\n': out += "\\n"; continue;
+        case U'\r': out += "\\r"; continue;
+        case U'\t': out += "\\t"; continue;
+        default: break;
+        }
+        if (c < 0x20 || (c >= 0xD800 && c <= 0xDFFF)) {
+            // Control characters must be escaped; a lone surrogate has no UTF-8
+            // form at all, and the escape keeps it (U+DCxx: a byte of a name).
+            std::snprintf(buf, sizeof buf, "\\u%04x", unsigned(c));
+            out += buf;
+        } else if (c > 0x10FFFF) {
+            out += "\\ufffd";
+        } else if (c < 0x80) {
+            out += char(c);
+        } else if (c < 0x800) {
+            out += char(0xC0 | (c >> 6));
+            out += char(0x80 | (c & 0x3F));
+        } else if (c < 0x10000) {
+            out += char(0xE0 | (c >> 12));
+            out += char(0x80 | ((c >> 6) & 0x3F));
+            out += char(0x80 | (c & 0x3F));
+        } else {
+            out += char(0xF0 | (c >> 18));
+            out += char(0x80 | ((c >> 12) & 0x3F));
+            out += char(0x80 | ((c >> 6) & 0x3F));
+            out += char(0x80 | (c & 0x3F));
         }
     }
     return out;

@@ -4,6 +4,7 @@
 
 #include <cstdio>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "od/OdString.h"
@@ -28,11 +29,38 @@ bool wantsHelp(const Args& args);
 // An option-looking argument that nobody took: reports it and returns true.
 bool rejectUnknownOptions(const Args& args);
 
+// ---- files given on the command line
+//
+// A command that reads FILE refuses one that is not a regular file (a directory,
+// device or pipe). A command that creates OUT refuses an OUT that is one of its
+// inputs (under any spelling or link), and an existing OUT unless --force was
+// given; it writes OUT whole or not at all (a temporary file beside it, renamed
+// over it at the end) and never leaves the temporary file behind.
+
+// Empty when path names a regular file; otherwise "PATH: why" for cli::fail.
+std::string checkInput(const std::string& path);
+// Empty when a command may write out; otherwise "OUT: why" for cli::fail.
+std::string checkOutput(const std::string& out, const std::vector<std::string>& inputs, bool force);
+// Reads a whole regular file of at most limit bytes. Empty on success, else
+// "PATH: why".
+std::string readFile(const std::string& path, size_t limit, std::string& bytes);
+// Writes bytes as the file path, whole or not at all; an existing file is
+// replaced only when replaceExisting is set. Empty on success, else "PATH: why".
+std::string writeFile(const std::string& path, const std::string& bytes, bool replaceExisting);
+
+// Between the tool's byte strings (arguments, output) and the library's wide text.
+// The conversion is the library's file-name one: text in the locale's encoding
+// (UTF-8 as a rule) becomes characters, any other byte survives the trip both
+// ways, so an argument naming a file whose name is not valid UTF-8 still names
+// it, and printing such a name prints the bytes it was given as.
 std::string utf8(const OdString& s);
 std::string utf8(const std::wstring& s);
-OdString wide(const std::string& utf8Text);
+OdString wide(const std::string& bytes);
 
-// Minimal JSON output: values are written as they come, commas are handled.
+// Minimal JSON output: values are written as they come, commas are handled. The
+// output is always valid UTF-8: byte strings are read as cli::wide reads them, and
+// a byte no character stands for (U+DC80..U+DCFF) is written as the escape
+// "\udcXX", which a JSON reader turns back into the same code point.
 class Json {
 public:
     explicit Json(FILE* out = stdout) : m_out(out) {}
@@ -42,7 +70,7 @@ public:
     Json& endArray();
     Json& key(const std::string& k);
     Json& value(const std::string& v);
-    Json& value(const OdString& v) { return value(utf8(v)); }
+    Json& value(const OdString& v);
     Json& value(const char* v) { return value(std::string(v)); }
     Json& value(long long v);
     Json& value(int v) { return value(static_cast<long long>(v)); }
@@ -55,6 +83,7 @@ public:
     Json& null();
     void finish(); // final newline
     static std::string escape(const std::string& s);
+    static std::string escape(std::wstring_view s);
 
 private:
     void separate();

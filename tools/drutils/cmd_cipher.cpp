@@ -9,28 +9,26 @@
 #include <string>
 #include <vector>
 
-#include <wx/file.h>
-#include <wx/log.h>
-
 #include "cli.h"
 #include "commands.h"
+#include "platform/files.h"
 #include "ut_blowfish.h"
 
 namespace {
 
 const char kHelp[] =
-    "usage: drutils cipher encode --key-hex HEX [--json] [IN [OUT]]\n"
-    "       drutils cipher decode --key-hex HEX [--length N] [IN [OUT]]\n"
+    "usage: drutils cipher encode --key-hex HEX [--json] [--force] [IN [OUT]]\n"
+    "       drutils cipher decode --key-hex HEX [--length N] [--force] [IN [OUT]]\n"
     "  Blowfish block by block (ECB), each block as two little-endian words, the way\n"
     "  the library and its peers store it. IN and OUT default to standard input and\n"
-    "  output; \"-\" names them as well. An existing OUT is replaced only once the\n"
-    "  whole result has been written.\n"
+    "  output; \"-\" names them as well. OUT is written whole or not at all, never\n"
+    "  over IN, and an existing OUT is replaced only with --force.\n"
     "  --key-hex HEX  the key: 2 to 144 hexadecimal digits (1 to 72 bytes)\n"
     "\n"
     "  encode pads the data with zero bytes to a multiple of 8 and writes nothing but\n"
     "  the cipher text, so the original length is not stored with it. When OUT is a\n"
-    "  file, encode prints that length (--json: {\"length\":N,\"padded\":M}); keep it\n"
-    "  beside the cipher text.\n"
+    "  file, encode prints that length (--json: {\"length\":N,\"padded\":M}; only\n"
+    "  with OUT a file); keep it beside the cipher text.\n"
     "  decode --length N writes the first N bytes only, dropping the padding; N must\n"
     "  lie within the last block. Without --length the padding is written too.\n"
     "  decode fails on input that is not a whole number of 8-byte blocks.\n";
@@ -98,34 +96,42 @@ bool readFull(FILE* in, unsigned char* buf, size_t want, size_t& got) {
     return true;
 }
 
-// Standard output, or a file that replaces OUT only on commit.
+// Standard output, or a file that becomes OUT only on commit. Until then the
+// bytes go to a temporary file beside OUT, readable by its owner only (deciphered
+// text is private), which is removed if the command fails.
 class Output {
 public:
-    bool open(const std::string& path) {
+    bool open(const std::string& path, bool replaceExisting, std::string& error) {
         if (isStd(path))
             return true;
-        wxLogNull quiet;
-        m_file = std::make_unique<wxTempFile>();
-        return m_file->Open(wxString::FromUTF8(path));
+        m_path = path;
+        m_file = std::make_unique<ut::platform::AtomicFileWriter>(cli::wide(path), replaceExisting);
+        if (!m_file->file()) {
+            error = path + ": not written: " + ut::platform::describe(m_file->status());
+            return false;
+        }
+        return true;
     }
     bool write(const unsigned char* data, size_t size) {
         if (size == 0)
             return true;
-        if (!m_file)
-            return std::fwrite(data, 1, size, stdout) == size;
-        wxLogNull quiet;
-        return m_file->Write(data, size);
+        FILE* out = m_file ? m_file->file() : stdout;
+        return std::fwrite(data, 1, size, out) == size;
     }
-    bool commit() {
+    // Empty when done, else the line to show.
+    std::string commit() {
         if (!m_file)
-            return std::fflush(stdout) == 0;
-        wxLogNull quiet;
-        return m_file->Commit();
+            return std::fflush(stdout) == 0 ? std::string() : "cannot write the output";
+        if (m_file->commit())
+            return std::string();
+        return m_path + ": not written: " + ut::platform::describe(m_file->status());
     }
     bool toFile() const { return m_file != nullptr; }
+    const std::string& path() const { return m_path; }
 
 private:
-    std::unique_ptr<wxTempFile> m_file; // discarded by its destructor unless committed
+    std::string m_path;
+    std::unique_ptr<ut::platform::AtomicFileWriter> m_file;
 };
 
 struct Streams {
@@ -146,14 +152,14 @@ int encodeStream(ut::CBlowfishCrypt& cipher, Streams& s, bool json) {
             return cli::fail("cannot read the input");
         const unsigned int padded = cipher.encode(buf.data(), static_cast<unsigned int>(got));
         if (!s.out.write(buf.data(), padded))
-            return cli::fail("cannot write the output");
+            return cli::fail(s.out.toFile() ? s.out.path() + ": not written: cannot write" : "cannot write the output");
         total += got;
         written += padded;
         if (got < kChunk)
             break;
     }
-    if (!s.out.commit())
-        return cli::fail("cannot write the output");
+    if (std::string why = s.out.commit(); !why.empty())
+        return cli::fail(why);
     if (s.out.toFile()) {
         if (json) {
             cli::Json j;
@@ -195,15 +201,15 @@ int decodeStream(ut::CBlowfishCrypt& cipher, Streams& s, bool haveLength, unsign
         if (haveLength && written + keep > length)
             keep = static_cast<size_t>(length - written);
         if (!s.out.write(buf.data(), keep))
-            return cli::fail("cannot write the output");
+            return cli::fail(s.out.toFile() ? s.out.path() + ": not written: cannot write" : "cannot write the output");
         written += keep;
         if (got < kChunk)
             break;
     }
     if (haveLength && length > total)
         return lengthMismatch(length);
-    if (!s.out.commit())
-        return cli::fail("cannot write the output");
+    if (std::string why = s.out.commit(); !why.empty())
+        return cli::fail(why);
     return cli::kOk;
 }
 
@@ -227,6 +233,7 @@ int runCipher(cli::Args& args) {
     bool haveLength = false;
     unsigned long long length = 0;
     bool json = false;
+    const bool force = cli::takeFlag(args, "--force");
     if (encode) {
         json = cli::takeFlag(args, "--json");
     } else {
@@ -256,12 +263,23 @@ int runCipher(cli::Args& args) {
     Streams s;
     const std::string inPath = args.size() > 0 ? args[0] : std::string();
     const std::string outPath = args.size() > 1 ? args[1] : std::string();
+    // Only a file gets the length printed, so --json without one would be ignored.
+    if (json && isStd(outPath))
+        return cli::usage("--json needs OUT to be a file (standard output carries the cipher text)");
     if (!isStd(inPath)) {
-        s.in = std::fopen(inPath.c_str(), "rb");
+        ut::platform::FileStatus why = ut::platform::FileStatus::Ok;
+        s.in = ut::platform::openFile(cli::wide(inPath), "rb", &why);
         if (!s.in)
-            return cli::fail("cannot open '" + inPath + "': " + std::strerror(errno));
+            return cli::fail(inPath + ": " + ut::platform::describe(why));
     }
-    if (!s.out.open(outPath))
-        return cli::fail("cannot create '" + outPath + "'");
+    if (!isStd(outPath)) {
+        std::vector<std::string> inputs;
+        if (!isStd(inPath))
+            inputs.push_back(inPath);
+        if (std::string why = cli::checkOutput(outPath, inputs, force); !why.empty())
+            return cli::fail(why);
+    }
+    if (!s.out.open(outPath, force, error))
+        return cli::fail(error);
     return encode ? encodeStream(cipher, s, json) : decodeStream(cipher, s, haveLength, length);
 }

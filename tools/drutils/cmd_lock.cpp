@@ -13,16 +13,15 @@ namespace {
 
 const char kHelp[] = "usage: drutils lock <command> [options] DRAWING\n"
                      "commands:\n"
-                     "  status [--json]   free, held by you, or held by another (user, machine, since)\n"
-                     "  hold              hold DRAWING as an editing session does, until interrupted\n"
-                     "                    (SIGINT, SIGTERM or SIGHUP); prints \"holding DRAWING\" once held\n"
+                     "  status [--json]   who holds DRAWING: free, you, another (user, machine, since),\n"
+                     "                    or nobody can tell (a lock file that cannot be read)\n"
+                     "  hold [--force]    hold DRAWING as an editing session does, until interrupted\n"
+                     "                    (SIGINT, SIGTERM or SIGHUP); prints \"holding DRAWING\" once held.\n"
+                     "                    A drawing whose lock files are another's (or unreadable) is\n"
+                     "                    refused; --force takes it over\n"
                      "  clear [--force]   remove lock files left behind by your own sessions; another\n"
                      "                    user's or machine's lock files only with --force\n"
                      "Exit status: 0 done, 1 failed or refused, 2 wrong usage.\n";
-
-struct Holder {
-    OdString user, machine, since;
-};
 
 struct Target {
     OdString path;
@@ -44,21 +43,53 @@ int takeDrawing(cli::Args& args, const char* command, Target& target) {
     return cli::kOk;
 }
 
-Holder readHolder(const OdString& path) {
-    Holder h;
-    ut::FileLocker::readLockInfo(path, h.user, h.machine, h.since);
-    return h;
+// Lock files that name nobody (unreadable, or not lock files at all) are told
+// apart from another user's: neither is the caller's.
+bool unknownHolder(const ut::FileLocker::LockInfo& h) {
+    return h.holder == ut::FileLocker::LockInfo::kUnreadable || !h.problem.isEmpty();
 }
 
-std::string describeHolder(const Holder& h) {
-    return "user " + cli::utf8(h.user) + ", machine " + cli::utf8(h.machine) + ", since " + cli::utf8(h.since);
+std::string describeHolder(const ut::FileLocker::LockInfo& h) {
+    if (unknownHolder(h))
+        return "the lock file " + cli::utf8(h.problem);
+    return "user " + cli::utf8(h.user) + ", machine " + cli::utf8(h.machine) + ", since " + cli::utf8(h.dateTime);
 }
 
-// Held open here by a running process: a writable drawing that cannot be locked.
-// (A drawing the caller may not write cannot be probed.)
-bool heldOpenHere(const OdString& path) {
-    ut::FileName name(path);
-    return name.fileExists() && name.isFileWritable() && !ut::FileLocker().canLock(path);
+const char* holderWords(const ut::FileLocker::LockInfo& h) { return unknownHolder(h) ? "someone unknown" : "another"; }
+
+// What status reports, worked out once for the text and the JSON form alike.
+struct Status {
+    ut::FileLocker::LockInfo lock;
+    bool writable = false;
+    bool lockable = false;  // this process could hold it now
+    bool heldOpen = false;  // a process holds it open (only known for a writable drawing)
+    bool stale = false;     // your own lock files, and nothing holds the drawing
+    const char* state = ""; // free, read-only, in-use, held-by-you, held-by-other, held-by-unknown
+};
+
+Status examine(const OdString& path) {
+    using Info = ut::FileLocker::LockInfo;
+    Status st;
+    st.lock = ut::FileLocker::holder(path);
+    st.writable = ut::FileName(path).isFileWritable();
+    st.lockable = ut::FileLocker().canLock(path);
+    // A drawing the caller may not write cannot be probed: nobody can tell
+    // whether a process holds it.
+    st.heldOpen = st.writable && !st.lockable;
+    switch (st.lock.holder) {
+    case Info::kNone:
+        st.state = !st.writable ? "read-only" : st.lockable ? "free" : "in-use";
+        break;
+    case Info::kCaller:
+        st.state = "held-by-you";
+        st.stale = st.lockable;
+        break;
+    case Info::kOther:
+    case Info::kUnreadable:
+        st.state = unknownHolder(st.lock) ? "held-by-unknown" : "held-by-other";
+        break;
+    }
+    return st;
 }
 
 int status(cli::Args& args) {
@@ -66,45 +97,59 @@ int status(cli::Args& args) {
     Target t;
     if (int rc = takeDrawing(args, "status", t))
         return rc;
-    ut::FileName name(t.path);
-    if (!name.fileExists())
+    if (!ut::FileName::fileExists(t.path))
         return cli::fail(t.shown + ": no such drawing");
-
-    const bool lockFiles = ut::FileLocker::hasDwl(t.path);
-    const bool byOther = ut::FileLocker::isLockedByOther(t.path);
-    const bool writable = name.isFileWritable();
-    const bool lockable = ut::FileLocker().canLock(t.path);
-    const Holder h = lockFiles ? readHolder(t.path) : Holder();
-    const char* state = !lockFiles ? (lockable ? "free" : "in-use") : byOther ? "held-by-other" : "held-by-you";
+    const Status st = examine(t.path);
+    const bool lockFiles = st.lock.holder != ut::FileLocker::LockInfo::kNone;
 
     if (json) {
         cli::Json out;
-        out.beginObject().key("drawing").value(t.shown).key("state").value(state);
-        out.key("lock_files").value(lockFiles).key("held_open").value(writable && !lockable);
-        out.key("writable").value(writable);
-        if (lockFiles)
-            out.key("user").value(h.user).key("machine").value(h.machine).key("since").value(h.since);
+        out.beginObject().key("drawing").value(t.shown).key("state").value(st.state);
+        out.key("lock_files").value(lockFiles).key("held_open").value(st.heldOpen);
+        out.key("writable").value(st.writable).key("stale").value(st.stale);
+        if (lockFiles && !unknownHolder(st.lock))
+            out.key("user").value(st.lock.user).key("machine").value(st.lock.machine).key("since").value(
+                st.lock.dateTime);
+        if (!st.lock.problem.isEmpty())
+            out.key("problem").value(st.lock.problem);
         out.endObject();
         out.finish();
         return cli::kOk;
     }
     std::string line = t.shown + ": ";
-    if (!lockFiles)
-        line += lockable ? "free" : writable ? "in use (held open without lock files)" : "read-only for you";
-    else if (byOther)
-        line += "held by another: " + describeHolder(h);
+    const std::string state = st.state;
+    if (state == "free")
+        line += "free";
+    else if (state == "read-only")
+        line += "read-only for you (whether a process holds it cannot be told)";
+    else if (state == "in-use")
+        line += "in use (held open without lock files)";
+    else if (state == "held-by-you")
+        line += "held by you: " + describeHolder(st.lock) +
+                (st.stale ? "; no process holds it open: the lock files are stale ('drutils lock clear' removes "
+                            "them)"
+                          : "");
+    else if (state == "held-by-other")
+        line += "held by another: " + describeHolder(st.lock);
     else
-        line += "held by you: " + describeHolder(h);
+        line += "held by someone unknown: " + describeHolder(st.lock);
     std::printf("%s\n", line.c_str());
-    if (lockFiles && !byOther && lockable)
-        std::printf("  no process holds it open: the lock files are stale ('drutils lock clear' removes them)\n");
     return cli::kOk;
 }
 
 int hold(cli::Args& args) {
+    using Info = ut::FileLocker::LockInfo;
+    const bool force = cli::takeFlag(args, "--force");
     Target t;
     if (int rc = takeDrawing(args, "hold", t))
         return rc;
+    if (!ut::FileName::fileExists(t.path))
+        return cli::fail(t.shown + ": no such drawing");
+    // Locking writes the lock files anew; another's are only replaced on request.
+    const Info before = ut::FileLocker::holder(t.path);
+    if (!force && (before.holder == Info::kOther || before.holder == Info::kUnreadable))
+        return cli::fail(t.shown + ": held by " + holderWords(before) + ": " + describeHolder(before) +
+                         "; --force takes it over");
     // Blocked before the lock is taken, so that a signal arriving at any moment
     // still ends in an orderly unlock.
     sigset_t stopSignals;
@@ -115,12 +160,8 @@ int hold(cli::Args& args) {
 
     ut::FileLocker locker;
     if (!locker.lock(t.path)) {
-        if (!ut::FileName::fileExists(t.path))
-            return cli::fail(t.shown + ": no such drawing");
-        if (ut::FileLocker::isLockedByOther(t.path))
-            return cli::fail(t.shown + ": held by another: " + describeHolder(readHolder(t.path)));
-        if (ut::FileLocker::hasDwl(t.path))
-            return cli::fail(t.shown + ": held by you in another session: " + describeHolder(readHolder(t.path)));
+        if (before.holder == Info::kCaller)
+            return cli::fail(t.shown + ": held by you in another session: " + describeHolder(before));
         return cli::fail(t.shown + ": cannot be held (not writable, or held open by another process)");
     }
     // The line tells a waiting script that the drawing is held.
@@ -134,6 +175,7 @@ int hold(cli::Args& args) {
 }
 
 int clear(cli::Args& args) {
+    using Info = ut::FileLocker::LockInfo;
     const bool force = cli::takeFlag(args, "--force");
     Target t;
     if (int rc = takeDrawing(args, "clear", t))
@@ -145,11 +187,12 @@ int clear(cli::Args& args) {
         std::printf("%s: no lock files\n", t.shown.c_str());
         return cli::kOk;
     }
-    if (heldOpenHere(t.path))
+    const Status st = examine(t.path);
+    if (st.heldOpen)
         return cli::fail(t.shown + ": held open by a running process; its lock files are not stale");
-    if (ut::FileLocker::isLockedByOther(t.path) && !force)
-        return cli::fail(t.shown + ": lock files belong to another (" + describeHolder(readHolder(t.path)) +
-                         "); --force removes them");
+    if ((st.lock.holder == Info::kOther || st.lock.holder == Info::kUnreadable) && !force)
+        return cli::fail(t.shown + ": lock files belong to " + holderWords(st.lock) + " (" +
+                         describeHolder(st.lock) + "); --force removes them");
     if (!ut::FileLocker::removeLockFiles(t.path))
         return cli::fail(t.shown + ": lock files could not be removed");
     std::printf("%s: lock files removed\n", t.shown.c_str());

@@ -192,9 +192,10 @@ int runDwg(cli::Args& args, bool json) {
     cli::Args words(args.begin() + 1, args.end());
 
     OdString text;
-    if (code >= ut::detail::dwgMessageCount() || words.empty()) {
-        if (code >= ut::detail::dwgMessageCount() && !words.empty())
-            return cli::usage("message " + args[0] + " does not exist and takes no arguments");
+    if (code >= ut::detail::dwgMessageCount())
+        return cli::fail("message " + args[0] + " does not exist (the SDK's messages are 0 to " +
+                         std::to_string(ut::detail::dwgMessageCount() - 1) + ")");
+    if (words.empty()) {
         text = ut::detail::formatDwgMessage(code, nullptr);
     } else {
         std::vector<ut::msgformat::ArgKind> kinds;

@@ -594,6 +594,9 @@ int runCustom(cli::Args& args) {
                    ? cli::usage("wrong number of operands for pc3 custom " + command)
                    : cli::usage("unknown command 'pc3 custom " + command + "'");
 
+    if (json && command != "list")
+        return cli::usage("--json goes with pc3 custom FILE list only");
+
     bool intact = true;
     auto cfg = load(file, intact);
     if (!cfg)

@@ -2,8 +2,6 @@
 // and printer configurations. cat shows the text inside, pack builds a container
 // from a text, check tells whether files can be read and where they break.
 #include <cstdio>
-#include <fstream>
-#include <sstream>
 #include <string>
 #include <zlib.h>
 
@@ -17,45 +15,18 @@ namespace {
 const char kHelp[] =
     "usage: drutils pia <command> [options]\n"
     "  cat FILE                        print the text inside a container (UTF-8)\n"
-    "  pack TEXT OUT [--kind K]        build a container from a text file; K is ctb,\n"
-    "                                  stb or pc3 (default: from OUT's extension)\n"
+    "  pack TEXT OUT [--kind K] [--force]\n"
+    "                                  build a container from a text file; K is ctb,\n"
+    "                                  stb or pc3 (default: from OUT's extension); an\n"
+    "                                  existing OUT is replaced only with --force\n"
     "  check [--json] FILE...          parse each file; report OK or why it cannot be\n"
     "                                  read, with the number of the first bad line\n"
     "Exit status 1 when a file cannot be read, written or parsed.\n";
 
-// What a container result code means to someone looking at the file.
-std::string describe(int rc) {
-    switch (rc) {
-    case ZlibEngine::kShortWrite:
-        return "short write";
-    case ZlibEngine::kFileError:
-        return "cannot open, read or write the file";
-    case ZlibEngine::kUserAbort:
-        return "aborted";
-    case ZlibEngine::kTooLarge:
-        return "text inside is larger than " + std::to_string(CPIAFileIn::kDefaultMaxTextSize >> 20) +
-               " MiB (not a parameter file)";
-    case Z_DATA_ERROR:
-        return "compressed data is corrupt";
-    case Z_BUF_ERROR:
-        return "compressed data is truncated or missing";
-    case Z_MEM_ERROR:
-        return "out of memory";
-    case Z_NEED_DICT:
-        return "compressed data needs a preset dictionary";
-    default:
-        return "zlib error " + std::to_string(rc);
-    }
-}
-
-bool readBytes(const std::string& path, std::string& bytes) {
-    std::ifstream in(path, std::ios::binary);
-    if (!in)
-        return false;
-    std::ostringstream ss;
-    ss << in.rdbuf();
-    bytes = ss.str();
-    return !in.bad();
+// Why a container could not be opened or written, in the reader's or writer's words.
+std::string describe(const ZlibEngine& engine, int rc) {
+    const OdString why = engine.errorText();
+    return cli::utf8(why.isEmpty() ? OdString(ZlibEngine::resultText(rc)) : why);
 }
 
 int runCat(cli::Args& args) {
@@ -66,7 +37,7 @@ int runCat(cli::Args& args) {
     CPIAFileIn in;
     int rc = in.open(cli::wide(args[0]));
     if (rc != 0)
-        return cli::fail(args[0] + ": " + describe(rc));
+        return cli::fail(args[0] + ": " + describe(in, rc));
     while (const wchar_t* line = in.readLine()) {
         std::string text = cli::utf8(std::wstring(line));
         if (in.lineEnded())
@@ -95,6 +66,7 @@ int runPack(cli::Args& args) {
     const bool hasKind = cli::takeOption(args, "--kind", kindText, &missing);
     if (missing)
         return cli::usage("--kind needs ctb, stb or pc3");
+    const bool force = cli::takeFlag(args, "--force");
     if (cli::rejectUnknownOptions(args))
         return cli::kUsage;
     if (args.size() != 2)
@@ -110,9 +82,11 @@ int runPack(cli::Args& args) {
         return cli::usage(hasKind ? "unknown --kind '" + kindText + "' (ctb, stb or pc3)"
                                   : "cannot tell the kind from '" + outPath + "'; give --kind ctb|stb|pc3");
 
+    if (std::string why = cli::checkOutput(outPath, {textPath}, force); !why.empty())
+        return cli::fail(why);
     std::string text;
-    if (!readBytes(textPath, text))
-        return cli::fail(textPath + ": cannot read the file");
+    if (std::string why = cli::readFile(textPath, CPIAFileIn::kDefaultMaxTextSize, text); !why.empty())
+        return cli::fail(why);
     CPIAParser parser;
     if (!parser.parseText(text.data(), text.size()))
         return cli::fail(textPath + ": line " + std::to_string(parser.errorLine()) + ": " +
@@ -125,6 +99,9 @@ int runPack(cli::Args& args) {
     CPIAFileOut out;
     out.setFileType(kind);
     int rc = out.open();
+    const int ansi = ut::platform::ansiCodePage();
+    std::string narrow;
+    int lineNo = 1;
     size_t pos = 0;
     while (rc == 0 && pos < text.size()) {
         size_t lf = text.find('\n', pos);
@@ -133,11 +110,23 @@ int runPack(cli::Args& args) {
         pos = ended ? lf + 1 : text.size();
         if (!line.empty() && line.back() == '\r')
             line.pop_back();
-        rc = out.writeLine(ut::platform::codePageToWide(line, codePage).c_str(), ended);
+        // A character the code page lacks would be written as "?".
+        const std::wstring wideLine = ut::platform::codePageToWide(line, codePage);
+        size_t bad = 0;
+        if (!ut::platform::encodeExactly(wideLine, ansi, narrow, &bad)) {
+            char where[64];
+            std::snprintf(where, sizeof where, " (U+%04X)", unsigned(wideLine[bad]));
+            return cli::fail(textPath + ": line " + std::to_string(lineNo) + ": the character '" +
+                             cli::utf8(std::wstring(1, wideLine[bad])) + "'" + where + " has no form in code page " +
+                             std::to_string(ansi) + "; DRUTILS_ANSI_CODEPAGE chooses another (65001 for UTF-8)");
+        }
+        ++lineNo;
+        rc = out.writeLine(wideLine.c_str(), ended);
     }
-    rc = out.close(cli::wide(outPath));
+    if (rc == 0)
+        rc = out.close(cli::wide(outPath), force);
     if (rc != 0)
-        return cli::fail(outPath + ": " + describe(rc));
+        return cli::fail(outPath + ": not written: " + describe(out, rc));
     return cli::kOk;
 }
 
@@ -159,8 +148,7 @@ int runCheck(cli::Args& args) {
         allOk = allOk && ok;
         std::string reason;
         if (!ok)
-            reason = parser.openResult() != 0 ? describe(parser.openResult())
-                                              : cli::utf8(std::wstring(parser.errorText()));
+            reason = cli::utf8(std::wstring(parser.errorText()));
         if (json) {
             out.beginObject().key("file").value(file).key("ok").value(ok);
             if (!ok) {

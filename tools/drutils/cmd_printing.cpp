@@ -140,10 +140,8 @@ int pc3New(cli::Args& args) {
     const std::string& printer = args[0];
     const std::string& out = args[1];
     const OdString outPath = cli::wide(out);
-    if (ut::FileName::dirExists(outPath))
-        return cli::fail(out + ": is a directory");
-    if (!force && ut::FileName::fileExists(outPath))
-        return cli::fail(out + ": exists; give --force to replace it");
+    if (std::string why = cli::checkOutput(out, {}, force); !why.empty())
+        return cli::fail(why);
     PrintingSupport support;
     const OdString name = cli::wide(printer);
     if (name.iCompare(CPlotCfg3::kPdfDeviceName) != 0 && !CPrnHelper(name.c_str()).isValid())

@@ -1,6 +1,7 @@
 // drutils style: plot style tables (.ctb colour-dependent, .stb named) for CAD
 // administrators: look at one, make a new one, convert colour-dependent to
 // named, edit pens from scripts, and draw a swatch sheet of the pens.
+#include <algorithm>
 #include <cctype>
 #include <cerrno>
 #include <cstdint>
@@ -23,28 +24,33 @@ const char kHelp[] =
     "\n"
     "commands:\n"
     "  show [--json] FILE                  kind, description, scale and every style\n"
-    "  new ctb|stb OUT [--base NAME]       write a table of default styles\n"
-    "  convert IN.ctb OUT.stb [--base NAME]\n"
+    "  new ctb|stb OUT [--base NAME] [--force]\n"
+    "                                      write a table of default styles\n"
+    "  convert IN.ctb OUT.stb [--base NAME] [--force]\n"
     "                                      turn a colour-dependent table into a named\n"
     "                                      one, merging styles that plot alike\n"
-    "  set FILE STYLE FIELD=VALUE...       change styles and save the table\n"
-    "  render FILE OUT.svg                 draw a swatch sheet of the styles\n"
+    "  set FILE STYLE FIELD=VALUE...       change styles and save the table in place\n"
+    "  render FILE OUT.svg [--force]       draw a swatch sheet of the styles\n"
     "\n"
-    "'drutils style <command> --help' tells more.\n";
+    "new, convert and render refuse to replace an existing OUT unless --force is\n"
+    "given, and never write over their input. 'drutils style <command> --help'\n"
+    "tells more.\n";
 
 const char kShowHelp[] = "usage: drutils style show [--json] FILE\n"
                          "  Prints the table's kind, description and scale, and one line per style:\n"
                          "  plotted colour, lineweight, screening and linetype. A colour-dependent\n"
                          "  table is listed by colour index. --json gives every field of the table.\n";
 
-const char kNewHelp[] = "usage: drutils style new ctb|stb OUT [--base NAME]\n"
+const char kNewHelp[] = "usage: drutils style new ctb|stb OUT [--base NAME] [--force]\n"
                         "  ctb: 255 styles NAME_1..NAME_255 (NAME defaults to \"Color\");\n"
-                        "  stb: the single style \"Normal\". Every style has the default settings.\n";
+                        "  stb: the single style \"Normal\". Every style has the default settings.\n"
+                        "  An existing OUT is replaced only with --force.\n";
 
-const char kConvertHelp[] = "usage: drutils style convert IN.ctb OUT.stb [--base NAME]\n"
+const char kConvertHelp[] = "usage: drutils style convert IN.ctb OUT.stb [--base NAME] [--force]\n"
                             "  Makes a named table from a colour-dependent one. Colours whose styles\n"
                             "  plot alike share one named style \"NAME 1\", \"NAME 2\", ... (NAME defaults\n"
-                            "  to \"Style\"); the new table records which style each colour uses.\n";
+                            "  to \"Style\"); the new table records which style each colour uses.\n"
+                            "  An existing OUT is replaced only with --force.\n";
 
 const char kSetHelp[] =
     "usage: drutils style set FILE STYLE FIELD=VALUE...\n"
@@ -59,12 +65,15 @@ const char kSetHelp[] =
     "    linetype=0..31 (31 = object)  linepattern_size=NUMBER\n"
     "    fill_style=INT  end_style=INT  join_style=INT\n"
     "    description=TEXT  name=TEXT (named tables only)\n"
-    "  The table is saved in place; keys that this tool does not know are dropped.\n";
+    "  The table is saved in place, whole or not at all; keys and blocks of other\n"
+    "  programs are kept. A value the file cannot hold (a \"{\", a line break, more\n"
+    "  than a line, a character of no form in the code page) is refused.\n";
 
-const char kRenderHelp[] = "usage: drutils style render FILE OUT.svg\n"
+const char kRenderHelp[] = "usage: drutils style render FILE OUT.svg [--force]\n"
                            "  Draws one cell per style: the plotted colour with its screening, a line of\n"
                            "  the style's lineweight drawn to scale (the sheet is in millimetres), and\n"
-                           "  the style's name. Hatched cells plot with the object's own colour.\n";
+                           "  the style's name. Hatched cells plot with the object's own colour.\n"
+                           "  An existing OUT is replaced only with --force.\n";
 
 bool helpFor(cli::Args& args, const char* text) {
     if (!cli::wantsHelp(args))
@@ -74,11 +83,23 @@ bool helpFor(cli::Args& args, const char* text) {
 }
 
 std::unique_ptr<CPlotStyleTable> load(const std::string& path, std::string& error) {
+    if (std::string why = cli::checkInput(path); !why.empty()) {
+        error = why;
+        return nullptr;
+    }
     OdString reason;
     std::unique_ptr<CPlotStyleTable> t(CPlotStyleTable::read(cli::wide(path), &reason));
     if (!t)
         error = path + ": " + cli::utf8(reason);
     return t;
+}
+
+// Writes a table; an empty result means done, otherwise the one line to show.
+std::string save(const CPlotStyleTable& t, const std::string& path, bool replaceExisting) {
+    OdString reason;
+    if (t.write(cli::wide(path).c_str(), &reason, replaceExisting))
+        return std::string();
+    return path + ": not written: " + cli::utf8(reason);
 }
 
 std::string hex(int rgb) {
@@ -271,13 +292,23 @@ int runShow(cli::Args& args) {
     std::printf("scale:       %g%s\n", t->scaleFactor(), t->applyFactor() ? " (applied)" : " (not applied)");
     if (t->hasACI() && !t->useACI())
         std::printf("colour map:  yes (from a colour-dependent table)\n");
-    std::printf("\n%-5s %-24s %-16s %-10s %-6s %s\n", t->useACI() ? "index" : "#", "name", "colour", "lineweight",
-                "screen", "linetype");
-    for (const Row& r : rows(*t)) {
+    // The name column is as wide as the longest name, counted in characters, so
+    // that long and non-ASCII names keep the columns after them in line.
+    const std::vector<Row> all = rows(*t);
+    auto shownName = [](const CPlotStyle& s) { return s.locName().isEmpty() ? s.name() : s.locName(); };
+    size_t nameWidth = 24;
+    for (const Row& r : all)
+        nameWidth = std::max(nameWidth, size_t(shownName(*r.style).getLength()));
+    auto padded = [nameWidth](const OdString& text) {
+        return cli::utf8(text) + std::string(nameWidth - std::min(nameWidth, size_t(text.getLength())), ' ');
+    };
+    std::printf("\n%-5s %s %-16s %-10s %-6s %s\n", t->useACI() ? "index" : "#", padded(L"name").c_str(), "colour",
+                "lineweight", "screen", "linetype");
+    for (const Row& r : all) {
         const CPlotStyle& s = *r.style;
-        std::printf("%-5d %-24s %-16s %-10s %5d%% %s\n", t->useACI() ? r.colourIndex : r.position,
-                    cli::utf8(s.locName().isEmpty() ? s.name() : s.locName()).c_str(), colourText(s).c_str(),
-                    lineweightText(*t, s).c_str(), s.screen(), linetypeText(s.lineType()).c_str());
+        std::printf("%-5d %s %-16s %-10s %5d%% %s\n", t->useACI() ? r.colourIndex : r.position,
+                    padded(shownName(s)).c_str(), colourText(s).c_str(), lineweightText(*t, s).c_str(), s.screen(),
+                    linetypeText(s.lineType()).c_str());
     }
     return cli::kOk;
 }
@@ -292,16 +323,19 @@ int runNew(cli::Args& args) {
     const bool haveBase = cli::takeOption(args, "--base", base, &missing);
     if (missing)
         return cli::usage("--base needs a NAME");
+    const bool force = cli::takeFlag(args, "--force");
     if (cli::rejectUnknownOptions(args))
         return cli::kUsage;
     if (args.size() != 2 || (args[0] != "ctb" && args[0] != "stb"))
         return cli::usage("style new needs ctb or stb and an OUT file");
     if (haveBase && base.empty())
         return cli::usage("--base needs a NAME");
+    if (std::string why = cli::checkOutput(args[1], {}, force); !why.empty())
+        return cli::fail(why);
     std::unique_ptr<CPlotStyleTable> t(
         CPlotStyleTable::create(args[0] == "ctb", haveBase ? cli::wide(base).c_str() : nullptr));
-    if (!t->write(cli::wide(args[1])))
-        return cli::fail("cannot write " + args[1]);
+    if (std::string why = save(*t, args[1], force); !why.empty())
+        return cli::fail(why);
     std::printf("%s: %s table with %d style%s\n", args[1].c_str(), args[0] == "ctb" ? "colour-dependent" : "named",
                 t->size(), t->size() == 1 ? "" : "s");
     return cli::kOk;
@@ -315,10 +349,13 @@ int runConvert(cli::Args& args) {
     const bool haveBase = cli::takeOption(args, "--base", base, &missing);
     if (missing || (haveBase && base.empty()))
         return cli::usage("--base needs a NAME");
+    const bool force = cli::takeFlag(args, "--force");
     if (cli::rejectUnknownOptions(args))
         return cli::kUsage;
     if (args.size() != 2)
         return cli::usage("style convert needs IN.ctb and OUT.stb");
+    if (std::string why = cli::checkOutput(args[1], {args[0]}, force); !why.empty())
+        return cli::fail(why);
     std::string error;
     auto source = load(args[0], error);
     if (!source)
@@ -328,8 +365,8 @@ int runConvert(cli::Args& args) {
     std::unique_ptr<CPlotStyleTable> named(ctb2stb(*source, haveBase ? cli::wide(base).c_str() : nullptr));
     if (!named)
         return cli::fail("cannot convert " + args[0] + " with that base name");
-    if (!named->write(cli::wide(args[1])))
-        return cli::fail("cannot write " + args[1]);
+    if (std::string why = save(*named, args[1], force); !why.empty())
+        return cli::fail(why);
     std::printf("%s: %d colours -> %d named styles (with Normal)\n", args[1].c_str(), CAciTable::kSize,
                 named->size());
     return cli::kOk;
@@ -535,8 +572,8 @@ int runSet(cli::Args& args) {
                 return cli::fail("style '" + cli::utf8(t->style(i)->name()) + "': " + field + "=" + value + " " + why);
         }
     }
-    if (!t->write(cli::wide(args[0])))
-        return cli::fail("cannot write " + args[0]);
+    if (std::string why = save(*t, args[0], true); !why.empty())
+        return cli::fail(why);
     std::printf("%s: %zu style%s changed\n", args[0].c_str(), targets.size(), targets.size() == 1 ? "" : "s");
     return cli::kOk;
 }
@@ -570,10 +607,13 @@ std::string svgColour(int rgb) {
 int runRender(cli::Args& args) {
     if (helpFor(args, kRenderHelp))
         return cli::kOk;
+    const bool force = cli::takeFlag(args, "--force");
     if (cli::rejectUnknownOptions(args))
         return cli::kUsage;
     if (args.size() != 2)
         return cli::usage("style render needs FILE and OUT.svg");
+    if (std::string why = cli::checkOutput(args[1], {args[0]}, force); !why.empty())
+        return cli::fail(why);
     std::string error;
     auto t = load(args[0], error);
     if (!t)
@@ -661,12 +701,8 @@ int runRender(cli::Args& args) {
     }
     svg += "</svg>\n";
 
-    FILE* out = std::fopen(args[1].c_str(), "wb");
-    if (!out)
-        return cli::fail("cannot write " + args[1]);
-    const bool ok = std::fwrite(svg.data(), 1, svg.size(), out) == svg.size();
-    if (std::fclose(out) != 0 || !ok)
-        return cli::fail("cannot write " + args[1]);
+    if (std::string why = cli::writeFile(args[1], svg, force); !why.empty())
+        return cli::fail(why);
     std::printf("%s: %d swatches\n", args[1].c_str(), count);
     return cli::kOk;
 }

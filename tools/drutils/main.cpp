@@ -37,23 +37,27 @@ const Group kGroups[] = {
     {"papers", "list the papers of a system printer", runPapers},
 };
 
-void printHelp() {
-    std::printf("usage: drutils <group> <command> [options]\n"
-                "       drutils --version\n\n"
-                "groups:\n");
+// To stdout when asked for, to stderr when shown because the usage was wrong.
+void printHelp(FILE* out = stdout) {
+    std::fprintf(out, "usage: drutils <group> <command> [options]\n"
+                      "       drutils --version\n\n"
+                      "groups:\n");
     for (const auto& g : kGroups)
-        std::printf("  %-10s %s\n", g.name, g.summary);
-    std::printf("\n'drutils <group> --help' lists the commands of a group.\n");
+        std::fprintf(out, "  %-10s %s\n", g.name, g.summary);
+    std::fprintf(out, "\n'drutils <group> --help' lists the commands of a group.\n");
 }
 
 // Library failures reach the user as one line on stderr, without wx's time stamp.
+// File names in them come out as the bytes they were given as (wx's own UTF-8
+// conversion would drop a message holding a name that is not valid UTF-8).
 class StderrLog : public wxLog {
 protected:
     void DoLogTextAtLevel(wxLogLevel level, const wxString& msg) override {
+        const std::string text = cli::utf8(msg.ToStdWstring());
         if (level <= wxLOG_Warning)
-            std::fprintf(stderr, "drutils: %s\n", msg.utf8_str().data());
+            std::fprintf(stderr, "drutils: %s\n", text.c_str());
         else if (level <= wxLOG_Message && verbose)
-            std::fprintf(stderr, "%s\n", msg.utf8_str().data());
+            std::fprintf(stderr, "%s\n", text.c_str());
     }
 
 public:
@@ -74,7 +78,7 @@ int main(int argc, char** argv) {
 
     cli::Args args(argv + 1, argv + argc);
     if (args.empty())
-        return printHelp(), cli::kUsage;
+        return printHelp(stderr), cli::kUsage;
     if (args[0] == "--help" || args[0] == "-h" || args[0] == "help")
         return printHelp(), cli::kOk;
     if (args[0] == "--version") {
@@ -93,6 +97,11 @@ int main(int argc, char** argv) {
     for (const auto& g : kGroups) {
         if (args[0] == g.name) {
             args.erase(args.begin());
+            // "drutils GROUP help [COMMAND]" as "drutils help" is: the same as --help.
+            if (!args.empty() && args[0] == "help") {
+                args.erase(args.begin());
+                args.push_back("--help");
+            }
             int rc = g.run(args);
             wxLog::FlushActive();
             return rc;

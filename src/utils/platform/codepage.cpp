@@ -153,6 +153,41 @@ std::wstring codePageToWide(std::string_view bytes, int codePage) {
     return bytesToWide(convert(bytes, name.c_str(), kWideCharset, fallback, 1));
 }
 
+bool encodeExactly(std::wstring_view text, int codePage, std::string& out, size_t* badAt) {
+    out.clear();
+    std::string name = iconvName(codePage);
+    if (name.empty())
+        name = "CP1252";
+    iconv_t cd = iconv_open(name.c_str(), kWideCharset);
+    if (cd == (iconv_t)-1)
+        return false;
+    out.reserve(text.size());
+    char* src = reinterpret_cast<char*>(const_cast<wchar_t*>(text.data()));
+    size_t srcLeft = text.size() * sizeof(wchar_t);
+    char buf[4096];
+    bool ok = true;
+    while (srcLeft > 0) {
+        char* dst = buf;
+        size_t dstLeft = sizeof buf;
+        const size_t r = iconv(cd, &src, &srcLeft, &dst, &dstLeft);
+        out.append(buf, size_t(dst - buf));
+        if (r == size_t(-1) && errno != E2BIG) {
+            if (badAt)
+                *badAt = (text.size() * sizeof(wchar_t) - srcLeft) / sizeof(wchar_t);
+            ok = false;
+            break;
+        }
+    }
+    if (ok) {
+        char* dst = buf;
+        size_t dstLeft = sizeof buf;
+        iconv(cd, nullptr, nullptr, &dst, &dstLeft);
+        out.append(buf, size_t(dst - buf));
+    }
+    iconv_close(cd);
+    return ok;
+}
+
 std::string wideToUtf8(std::wstring_view text) { return wideToCodePage(text, kCodePageUtf8); }
 
 std::wstring utf8ToWide(std::string_view bytes) { return codePageToWide(bytes, kCodePageUtf8); }

@@ -25,6 +25,9 @@ DRUTILS_API std::string iconvName(int codePage);
 
 DRUTILS_API std::string wideToCodePage(std::wstring_view text, int codePage);
 DRUTILS_API std::wstring codePageToWide(std::string_view bytes, int codePage);
+// The text in the code page only when every character has a form there; false,
+// with the position of the first that has none in badAt when given, otherwise.
+DRUTILS_API bool encodeExactly(std::wstring_view text, int codePage, std::string& out, size_t* badAt = nullptr);
 DRUTILS_API std::string wideToUtf8(std::wstring_view text);
 DRUTILS_API std::wstring utf8ToWide(std::string_view bytes);
 // Whether the bytes are well-formed UTF-8 (plain ASCII is).

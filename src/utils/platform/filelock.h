@@ -5,13 +5,15 @@
 //   - a reader that forbids writing would take a read lock;
 //   - a reader that allows writing takes no lock at all.
 // So a second holder, or a reader that forbids writing, is refused while a drawing
-// is held, and plain readers are never disturbed. Paths are UTF-8 bytes.
+// is held, and plain readers are never disturbed. Paths are the system's bytes
+// (nativePath of platform/files.h).
 #pragma once
 
 #include <string>
 #include <string_view>
 
 #include "drutils_export.h"
+#include "platform/files.h"
 
 namespace ut::platform {
 
@@ -19,20 +21,6 @@ namespace ut::platform {
 using FileHandle = int;
 constexpr FileHandle kNoFile = -1;
 
-// Why a file operation failed, in the few terms that the lock code reports.
-enum class FileStatus {
-    Ok,
-    Missing,        // no such file (or a folder on the way is missing)
-    NotRegularFile, // a directory, device, pipe or socket
-    SymbolicLink,   // refused: a symbolic link sits at the name
-    InUse,          // another holder or writer has the file
-    AccessDenied,   // permissions or a read-only file system
-    TooLarge,       // larger than the caller's limit
-    HeldFile,       // the name is another name of the file being held
-    Failed          // anything else
-};
-
-DRUTILS_API const char* describe(FileStatus status);
 
 // Opens an existing regular file for reading and writing and forbids others to
 // write it for as long as the handle stays open. Never creates the file. Refused

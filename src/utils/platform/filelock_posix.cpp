@@ -17,33 +17,6 @@ namespace ut::platform {
 
 namespace {
 
-// The one place where errno meets the lock code's terms.
-FileStatus fromErrno(int error) {
-    switch (error) {
-    case ENOENT:
-    case ENOTDIR:
-        return FileStatus::Missing;
-    case EISDIR:
-    case ENXIO:
-    case ENODEV:
-        return FileStatus::NotRegularFile;
-    case ELOOP:
-        return FileStatus::SymbolicLink;
-    case EAGAIN:
-    case ETXTBSY:
-    case EBUSY:
-        return FileStatus::InUse;
-    case EACCES:
-    case EPERM:
-    case EROFS:
-        return FileStatus::AccessDenied;
-    case EFBIG:
-        return FileStatus::TooLarge;
-    default:
-        return FileStatus::Failed;
-    }
-}
-
 void setStatus(FileStatus* out, FileStatus value) {
     if (out)
         *out = value;
@@ -104,30 +77,6 @@ std::wstring systemText(const char* s) {
 
 } // namespace
 
-const char* describe(FileStatus status) {
-    switch (status) {
-    case FileStatus::Ok:
-        return "done";
-    case FileStatus::Missing:
-        return "no such file";
-    case FileStatus::NotRegularFile:
-        return "not a regular file";
-    case FileStatus::SymbolicLink:
-        return "a symbolic link is in the way";
-    case FileStatus::InUse:
-        return "in use by another process";
-    case FileStatus::AccessDenied:
-        return "permission denied";
-    case FileStatus::TooLarge:
-        return "file too large";
-    case FileStatus::HeldFile:
-        return "the name belongs to the drawing itself";
-    case FileStatus::Failed:
-        break;
-    }
-    return "system error";
-}
-
 FileHandle openDenyWrite(const std::string& path, FileStatus* status) {
     if (path.empty())
         return failWith(status, FileStatus::Missing);
@@ -136,10 +85,10 @@ FileHandle openDenyWrite(const std::string& path, FileStatus* status) {
     // before this process opens one that does (its own would count).
     int probe = ::open(path.c_str(), O_RDONLY | kOpenFlags);
     if (probe < 0)
-        return failWith(status, fromErrno(errno));
+        return failWith(status, statusFromErrno(errno));
     struct stat probed {};
     if (::fstat(probe, &probed) != 0)
-        return failWith(status, fromErrno(errno), probe);
+        return failWith(status, statusFromErrno(errno), probe);
     if (!S_ISREG(probed.st_mode))
         return failWith(status, FileStatus::NotRegularFile, probe);
     if (someoneWrites(probe) == 1)
@@ -149,14 +98,14 @@ FileHandle openDenyWrite(const std::string& path, FileStatus* status) {
     const int openError = errno;
     ::close(probe);
     if (fd < 0)
-        return failWith(status, fromErrno(openError));
+        return failWith(status, statusFromErrno(openError));
     struct stat held {};
     // The name may have been switched to another file between the two opens.
     if (::fstat(fd, &held) != 0 || !sameFile(held, probed))
         return failWith(status, FileStatus::InUse, fd);
     if (!lockWholeFile(fd, F_WRLCK)) {
         const int error = errno;
-        return failWith(status, error == EAGAIN || error == EACCES ? FileStatus::InUse : fromErrno(error), fd);
+        return failWith(status, error == EAGAIN || error == EACCES ? FileStatus::InUse : statusFromErrno(error), fd);
     }
     setStatus(status, FileStatus::Ok);
     return fd;
@@ -181,12 +130,12 @@ FileHandle createLockFile(const std::string& path, std::string_view bytes, FileH
         if (fd >= 0)
             break;
         if (errno != EEXIST)
-            return failWith(status, fromErrno(errno));
+            return failWith(status, statusFromErrno(errno));
         struct stat existing {};
         if (::lstat(path.c_str(), &existing) != 0) {
             if (errno == ENOENT)
                 continue;
-            return failWith(status, fromErrno(errno));
+            return failWith(status, statusFromErrno(errno));
         }
         if (S_ISLNK(existing.st_mode))
             return failWith(status, FileStatus::SymbolicLink);
@@ -196,13 +145,13 @@ FileHandle createLockFile(const std::string& path, std::string_view bytes, FileH
         if (keep != kNoFile && ::fstat(keep, &kept) == 0 && sameFile(kept, existing))
             return failWith(status, FileStatus::HeldFile);
         if (::unlink(path.c_str()) != 0 && errno != ENOENT)
-            return failWith(status, fromErrno(errno));
+            return failWith(status, statusFromErrno(errno));
     }
     if (fd == kNoFile)
         return failWith(status, FileStatus::InUse);
 
     if (!writeAll(fd, bytes)) {
-        const FileStatus why = fromErrno(errno);
+        const FileStatus why = statusFromErrno(errno);
         removeLockFile(fd, path);
         return failWith(status, why);
     }
@@ -235,11 +184,11 @@ FileStatus readSmallFile(const std::string& path, size_t limit, std::string& byt
         return FileStatus::Missing;
     int fd = ::open(path.c_str(), O_RDONLY | O_NOFOLLOW | kOpenFlags);
     if (fd < 0)
-        return fromErrno(errno);
+        return statusFromErrno(errno);
     struct stat st {};
     FileStatus result = FileStatus::Ok;
     if (::fstat(fd, &st) != 0)
-        result = fromErrno(errno);
+        result = statusFromErrno(errno);
     else if (!S_ISREG(st.st_mode))
         result = FileStatus::NotRegularFile;
     else if (uint64_t(st.st_size) > limit)
@@ -251,7 +200,7 @@ FileStatus readSmallFile(const std::string& path, size_t limit, std::string& byt
         if (n < 0) {
             if (errno == EINTR)
                 continue;
-            result = fromErrno(errno);
+            result = statusFromErrno(errno);
         } else if (n == 0) {
             break;
         } else if (bytes.size() + size_t(n) > limit) {

@@ -3,15 +3,547 @@
 #include <atomic>
 #include <cerrno>
 #include <climits>
+#include <cctype>
 #include <cstdlib>
+#include <cstring>
+#include <dirent.h>
 #include <fcntl.h>
+#include <fstream>
+#include <iconv.h>
+#include <mutex>
 #include <random>
+#include <stdio.h>
 #include <sys/stat.h>
+#include <sys/time.h>
 #include <unistd.h>
 
 #include "platform/codepage.h"
 
 namespace ut::platform {
+
+// ---------------------------------------------------------------- names
+
+namespace {
+
+constexpr wchar_t kEscapeBase = 0xDC00;
+
+bool isEscape(wchar_t c) { return c >= 0xDC80 && c <= 0xDCFF; }
+
+// The codeset a locale name gives after its ".", or empty.
+std::string codesetOf(const std::string& locale) {
+    const size_t dot = locale.find('.');
+    if (dot == std::string::npos)
+        return std::string();
+    std::string set = locale.substr(dot + 1);
+    set = set.substr(0, set.find('@'));
+    return set;
+}
+
+bool isUtf8Name(std::string set) {
+    std::string folded;
+    for (char c : set)
+        if (c != '-' && c != '_')
+            folded += char(std::tolower(static_cast<unsigned char>(c)));
+    return folded.empty() || folded == "utf8";
+}
+
+// The file-name encoding: the codeset the locale environment names, UTF-8 when it
+// names none (the C locale included: names made by today's systems are UTF-8).
+// Decided once: a process does not change how its names are spelt.
+const std::string& nameCodeset() {
+    static const std::string codeset = [] {
+        for (const char* var : {"LC_ALL", "LC_CTYPE", "LANG"}) {
+            const char* v = std::getenv(var);
+            if (v && *v) {
+                std::string set = codesetOf(v);
+                if (isUtf8Name(set))
+                    return std::string();
+                iconv_t probe = iconv_open("WCHAR_T", set.c_str());
+                if (probe == (iconv_t)-1)
+                    return std::string();
+                iconv_close(probe);
+                return set;
+            }
+        }
+        return std::string();
+    }();
+    return codeset;
+}
+
+void appendUtf8(std::string& out, char32_t c) {
+    if (c < 0x80) {
+        out += char(c);
+    } else if (c < 0x800) {
+        out += char(0xC0 | (c >> 6));
+        out += char(0x80 | (c & 0x3F));
+    } else if (c < 0x10000) {
+        out += char(0xE0 | (c >> 12));
+        out += char(0x80 | ((c >> 6) & 0x3F));
+        out += char(0x80 | (c & 0x3F));
+    } else {
+        out += char(0xF0 | (c >> 18));
+        out += char(0x80 | ((c >> 12) & 0x3F));
+        out += char(0x80 | ((c >> 6) & 0x3F));
+        out += char(0x80 | (c & 0x3F));
+    }
+}
+
+// Length of the well-formed UTF-8 sequence at s (its code point in cp), 0 when the
+// byte at s does not start one.
+size_t utf8Sequence(const unsigned char* s, size_t n, char32_t& cp) {
+    const unsigned c = s[0];
+    size_t len;
+    unsigned min;
+    if (c < 0x80) {
+        cp = c;
+        return 1;
+    } else if ((c & 0xE0) == 0xC0) {
+        len = 2, min = 0x80, cp = c & 0x1F;
+    } else if ((c & 0xF0) == 0xE0) {
+        len = 3, min = 0x800, cp = c & 0x0F;
+    } else if ((c & 0xF8) == 0xF0) {
+        len = 4, min = 0x10000, cp = c & 0x07;
+    } else {
+        return 0;
+    }
+    if (len > n)
+        return 0;
+    for (size_t k = 1; k < len; ++k) {
+        if ((s[k] & 0xC0) != 0x80)
+            return 0;
+        cp = (cp << 6) | (s[k] & 0x3F);
+    }
+    // Overlong forms and surrogates are not characters: escaping them keeps the
+    // mapping one to one (an encoded U+DCxx would otherwise read as a byte).
+    if (cp < min || cp > 0x10FFFF || (cp >= 0xD800 && cp <= 0xDFFF))
+        return 0;
+    return len;
+}
+
+std::wstring decodeUtf8Name(std::string_view bytes) {
+    std::wstring out;
+    out.reserve(bytes.size());
+    const auto* s = reinterpret_cast<const unsigned char*>(bytes.data());
+    size_t i = 0;
+    while (i < bytes.size()) {
+        char32_t cp = 0;
+        const size_t len = utf8Sequence(s + i, bytes.size() - i, cp);
+        if (len == 0) {
+            out += wchar_t(kEscapeBase + s[i]);
+            ++i;
+        } else {
+            out += wchar_t(cp);
+            i += len;
+        }
+    }
+    return out;
+}
+
+std::string encodeUtf8Name(std::wstring_view name) {
+    std::string out;
+    out.reserve(name.size());
+    for (wchar_t c : name) {
+        if (isEscape(c))
+            out += char(c - kEscapeBase);
+        else if ((c >= 0xD800 && c <= 0xDFFF) || char32_t(c) > 0x10FFFF)
+            appendUtf8(out, 0xFFFD);
+        else
+            appendUtf8(out, char32_t(c));
+    }
+    return out;
+}
+
+// The same over another codeset, through iconv one stretch at a time: a byte the
+// codeset cannot start a character with is escaped, and a character it lacks is
+// written as UTF-8.
+std::wstring decodeLegacyName(std::string_view bytes, const std::string& codeset) {
+    std::wstring out;
+    iconv_t cd = iconv_open("WCHAR_T", codeset.c_str());
+    if (cd == (iconv_t)-1)
+        return decodeUtf8Name(bytes);
+    char* src = const_cast<char*>(bytes.data());
+    size_t left = bytes.size();
+    wchar_t buf[256];
+    while (left > 0) {
+        char* dst = reinterpret_cast<char*>(buf);
+        size_t room = sizeof buf;
+        const size_t r = iconv(cd, &src, &left, &dst, &room);
+        out.append(buf, size_t(reinterpret_cast<wchar_t*>(dst) - buf));
+        if (r == size_t(-1) && errno != E2BIG) {
+            out += wchar_t(kEscapeBase + static_cast<unsigned char>(*src));
+            ++src;
+            --left;
+            iconv(cd, nullptr, nullptr, nullptr, nullptr);
+        }
+    }
+    iconv_close(cd);
+    return out;
+}
+
+std::string encodeLegacyName(std::wstring_view name, const std::string& codeset) {
+    iconv_t cd = iconv_open(codeset.c_str(), "WCHAR_T");
+    if (cd == (iconv_t)-1)
+        return encodeUtf8Name(name);
+    std::string out;
+    char buf[512];
+    for (size_t i = 0; i < name.size();) {
+        if (isEscape(name[i])) {
+            out += char(name[i] - kEscapeBase);
+            ++i;
+            continue;
+        }
+        size_t end = i;
+        while (end < name.size() && !isEscape(name[end]))
+            ++end;
+        char* src = reinterpret_cast<char*>(const_cast<wchar_t*>(name.data() + i));
+        size_t left = (end - i) * sizeof(wchar_t);
+        while (left > 0) {
+            char* dst = buf;
+            size_t room = sizeof buf;
+            const size_t r = iconv(cd, &src, &left, &dst, &room);
+            out.append(buf, size_t(dst - buf));
+            if (r == size_t(-1) && errno != E2BIG) {
+                wchar_t c;
+                std::memcpy(&c, src, sizeof c);
+                out += encodeUtf8Name(std::wstring_view(&c, 1));
+                src += sizeof(wchar_t);
+                left -= sizeof(wchar_t);
+            }
+        }
+        char* dst = buf;
+        size_t room = sizeof buf;
+        iconv(cd, nullptr, nullptr, &dst, &room);
+        out.append(buf, size_t(dst - buf));
+        i = end;
+    }
+    iconv_close(cd);
+    return out;
+}
+
+} // namespace
+
+std::string fileNameToBytes(std::wstring_view name) {
+    const std::string& codeset = nameCodeset();
+    return codeset.empty() ? encodeUtf8Name(name) : encodeLegacyName(name, codeset);
+}
+
+std::wstring fileNameFromBytes(std::string_view bytes) {
+    const std::string& codeset = nameCodeset();
+    return codeset.empty() ? decodeUtf8Name(bytes) : decodeLegacyName(bytes, codeset);
+}
+
+std::string nativePath(const OdString& path) {
+    OdString p(path);
+    p.replace(L'\\', L'/');
+    return fileNameToBytes(p.str());
+}
+
+OdString fromNativePath(std::string_view bytes) { return OdString(fileNameFromBytes(bytes)); }
+
+// ---------------------------------------------------------------- failures
+
+FileStatus statusFromErrno(int error) {
+    switch (error) {
+    case 0:
+        return FileStatus::Ok;
+    case ENOENT:
+    case ENOTDIR:
+    case ENAMETOOLONG:
+        return FileStatus::Missing;
+    case EISDIR:
+        return FileStatus::Directory;
+    case ENXIO:
+    case ENODEV:
+        return FileStatus::NotRegularFile;
+    case ELOOP:
+        return FileStatus::SymbolicLink;
+    case EAGAIN:
+    case ETXTBSY:
+    case EBUSY:
+        return FileStatus::InUse;
+    case EACCES:
+    case EPERM:
+    case EROFS:
+        return FileStatus::AccessDenied;
+    case EFBIG:
+        return FileStatus::TooLarge;
+    case EEXIST:
+    case ENOTEMPTY:
+        return FileStatus::Exists;
+    case ENOSPC:
+    case EDQUOT:
+        return FileStatus::NoSpace;
+    default:
+        return FileStatus::Failed;
+    }
+}
+
+const char* describe(FileStatus status) {
+    switch (status) {
+    case FileStatus::Ok:
+        return "done";
+    case FileStatus::Missing:
+        return "no such file";
+    case FileStatus::Directory:
+        return "is a directory";
+    case FileStatus::NotRegularFile:
+        return "not a regular file";
+    case FileStatus::SymbolicLink:
+        return "a symbolic link is in the way";
+    case FileStatus::InUse:
+        return "in use by another process";
+    case FileStatus::AccessDenied:
+        return "permission denied";
+    case FileStatus::TooLarge:
+        return "file too large";
+    case FileStatus::HeldFile:
+        return "the name belongs to the drawing itself";
+    case FileStatus::Exists:
+        return "already exists";
+    case FileStatus::NoSpace:
+        return "no space left on the disk";
+    case FileStatus::Failed:
+        break;
+    }
+    return "system error";
+}
+
+// ---------------------------------------------------------------- opening
+
+namespace {
+
+void setStatus(FileStatus* out, FileStatus value) {
+    if (out)
+        *out = value;
+}
+
+EntryKind kindOf(mode_t mode) {
+    if (S_ISREG(mode))
+        return EntryKind::Regular;
+    if (S_ISDIR(mode))
+        return EntryKind::Directory;
+    return EntryKind::Other;
+}
+
+int64_t milliseconds(const struct timespec& t) { return int64_t(t.tv_sec) * 1000 + t.tv_nsec / 1000000; }
+
+struct timespec timespecOf(int64_t ms) {
+    struct timespec t {};
+    int64_t sec = ms / 1000, rest = ms % 1000;
+    if (rest < 0) {
+        rest += 1000;
+        --sec;
+    }
+    t.tv_sec = time_t(sec);
+    t.tv_nsec = long(rest) * 1000000;
+    return t;
+}
+
+// Opens for reading a regular file only. O_NONBLOCK keeps the open from hanging
+// on a pipe that has no writer; it is cleared once the file is known to be plain.
+FILE* openForReading(const std::string& path, FileStatus* why) {
+    const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK);
+    if (fd < 0) {
+        setStatus(why, statusFromErrno(errno));
+        return nullptr;
+    }
+    struct stat st {};
+    FileStatus status = FileStatus::Ok;
+    if (::fstat(fd, &st) != 0)
+        status = statusFromErrno(errno);
+    else if (S_ISDIR(st.st_mode))
+        status = FileStatus::Directory;
+    else if (!S_ISREG(st.st_mode))
+        status = FileStatus::NotRegularFile;
+    else if (::fcntl(fd, F_SETFL, 0) != 0)
+        status = statusFromErrno(errno);
+    FILE* f = status == FileStatus::Ok ? ::fdopen(fd, "rb") : nullptr;
+    if (!f) {
+        if (status == FileStatus::Ok)
+            status = statusFromErrno(errno);
+        ::close(fd);
+    }
+    setStatus(why, status);
+    return f;
+}
+
+} // namespace
+
+FILE* openFile(const OdString& path, const char* mode, FileStatus* why) {
+    const std::string native = nativePath(path);
+    if (mode && mode[0] == 'r' && !std::strchr(mode, '+'))
+        return openForReading(native, why);
+    std::string m = std::string(mode ? mode : "rb") + "e";
+    FILE* f = std::fopen(native.c_str(), m.c_str());
+    setStatus(why, f ? FileStatus::Ok : statusFromErrno(errno));
+    return f;
+}
+
+int64_t fileSize(FILE* file) {
+    struct stat st;
+    if (!file || ::fstat(fileno(file), &st) != 0)
+        return -1;
+    return static_cast<int64_t>(st.st_size);
+}
+
+bool removeFile(const OdString& path) {
+    if (path.isEmpty())
+        return true;
+    return ::unlink(nativePath(path).c_str()) == 0 || errno == ENOENT;
+}
+
+bool fileExists(const OdString& path) { return entryKind(path) == EntryKind::Regular; }
+
+// ---------------------------------------------------------------- queries
+
+bool fileInfo(const OdString& path, FileInfo& info) {
+    info = FileInfo();
+    struct stat st {};
+    if (path.isEmpty() || ::stat(nativePath(path).c_str(), &st) != 0)
+        return false;
+    info.kind = kindOf(st.st_mode);
+    info.size = uint64_t(st.st_size);
+    info.mode = unsigned(st.st_mode & 07777);
+    info.accessMs = milliseconds(st.st_atim);
+    info.modifyMs = milliseconds(st.st_mtim);
+    info.changeMs = milliseconds(st.st_ctim);
+    return true;
+}
+
+EntryKind entryKind(const OdString& path) {
+    FileInfo info;
+    fileInfo(path, info);
+    return info.kind;
+}
+
+bool isAccessible(const OdString& path, int bits) {
+    int mode = 0;
+    if (bits & 4)
+        mode |= R_OK;
+    if (bits & 2)
+        mode |= W_OK;
+    if (bits & 1)
+        mode |= X_OK;
+    return !path.isEmpty() && ::access(nativePath(path).c_str(), mode ? mode : F_OK) == 0;
+}
+
+bool setFileTimes(const OdString& path, const int64_t* accessMs, const int64_t* modifyMs) {
+    struct timespec times[2];
+    times[0].tv_nsec = times[1].tv_nsec = UTIME_OMIT;
+    times[0].tv_sec = times[1].tv_sec = 0;
+    if (accessMs)
+        times[0] = timespecOf(*accessMs);
+    if (modifyMs)
+        times[1] = timespecOf(*modifyMs);
+    return !path.isEmpty() && ::utimensat(AT_FDCWD, nativePath(path).c_str(), times, 0) == 0;
+}
+
+bool sameFile(const OdString& a, const OdString& b) {
+    struct stat sa {}, sb {};
+    return !a.isEmpty() && !b.isEmpty() && ::stat(nativePath(a).c_str(), &sa) == 0 &&
+           ::stat(nativePath(b).c_str(), &sb) == 0 && sa.st_dev == sb.st_dev && sa.st_ino == sb.st_ino;
+}
+
+// ---------------------------------------------------------------- directories
+
+namespace {
+
+bool isDirectory(const std::string& native) {
+    struct stat st {};
+    return ::stat(native.c_str(), &st) == 0 && S_ISDIR(st.st_mode);
+}
+
+bool makeDirectories(const std::string& native, mode_t perm) {
+    if (native.empty() || isDirectory(native))
+        return true;
+    const size_t slash = native.find_last_not_of('/') == std::string::npos
+                             ? std::string::npos
+                             : native.rfind('/', native.find_last_not_of('/'));
+    if (slash != std::string::npos && slash > 0 && !makeDirectories(native.substr(0, slash), perm))
+        return false;
+    return ::mkdir(native.c_str(), perm) == 0 || (errno == EEXIST && isDirectory(native));
+}
+
+} // namespace
+
+bool makeDirectory(const OdString& path, int perm, bool parents) {
+    if (path.isEmpty())
+        return false;
+    const std::string native = nativePath(path);
+    if (parents)
+        return makeDirectories(native, mode_t(perm));
+    return ::mkdir(native.c_str(), mode_t(perm)) == 0;
+}
+
+bool removeDirectory(const OdString& path) { return !path.isEmpty() && ::rmdir(nativePath(path).c_str()) == 0; }
+
+bool listDirectory(const OdString& path, std::vector<std::pair<OdString, EntryKind>>& entries, bool followLinks) {
+    entries.clear();
+    const std::string native = nativePath(path);
+    DIR* dir = ::opendir(native.c_str());
+    if (!dir)
+        return false;
+    const std::string prefix = native.empty() || native.back() == '/' ? native : native + "/";
+    while (const struct dirent* e = ::readdir(dir)) {
+        const std::string name = e->d_name;
+        if (name == "." || name == "..")
+            continue;
+        struct stat st {};
+        const std::string full = prefix + name;
+        const int rc = followLinks ? ::stat(full.c_str(), &st) : ::lstat(full.c_str(), &st);
+        const EntryKind kind = rc == 0 ? kindOf(st.st_mode) : EntryKind::Other;
+        entries.emplace_back(fromNativePath(name), kind);
+    }
+    ::closedir(dir);
+    return true;
+}
+
+bool setCurrentDirectory(const OdString& path) { return !path.isEmpty() && ::chdir(nativePath(path).c_str()) == 0; }
+
+OdString currentDirectory() {
+    std::vector<char> buf(PATH_MAX);
+    for (int attempt = 0; attempt < 8; ++attempt) {
+        if (::getcwd(buf.data(), buf.size()))
+            return fromNativePath(buf.data());
+        if (errno != ERANGE)
+            return OdString();
+        buf.resize(buf.size() * 2);
+    }
+    return OdString();
+}
+
+OdString homeDirectory() {
+    if (const char* home = std::getenv("HOME"); home && *home)
+        return fromNativePath(home);
+    return OdString(L"/");
+}
+
+OdString systemTempDirectory() {
+    for (const char* var : {"TMPDIR", "TMP", "TEMP"}) {
+        const char* v = std::getenv(var);
+        if (v && *v && isDirectory(v))
+            return fromNativePath(v);
+    }
+    return OdString(L"/tmp");
+}
+
+OdString createUniqueFile(const OdString& prefix) {
+    std::string base = nativePath(prefix);
+    if (base.find('/') == std::string::npos) {
+        std::string dir = nativePath(systemTempDirectory());
+        base = (dir.empty() || dir.back() == '/' ? dir : dir + "/") + base;
+    }
+    std::string templ = base + "XXXXXX";
+    // mkstemp: created exclusively with mode 0600, so nobody else can have opened
+    // the name first or read what goes into it.
+    const int fd = ::mkostemp(templ.data(), O_CLOEXEC);
+    if (fd < 0)
+        return OdString();
+    ::close(fd);
+    return fromNativePath(templ);
+}
+
+// ---------------------------------------------------------------- writing
 
 namespace {
 
@@ -54,38 +586,42 @@ void syncDirectory(const std::string& dir) {
     }
 }
 
+// The process's file-creation mask, read without changing it (umask() can only
+// be read by setting it, which would race with other threads creating files).
+mode_t currentUmask() {
+    static std::once_flag once;
+    static mode_t mask = 022;
+    std::call_once(once, [] {
+        std::ifstream status("/proc/self/status");
+        std::string line;
+        while (std::getline(status, line)) {
+            if (line.rfind("Umask:", 0) == 0) {
+                mask = mode_t(std::strtoul(line.c_str() + 6, nullptr, 8) & 0777);
+                break;
+            }
+        }
+    });
+    return mask;
+}
+
+// Renames without ever replacing an existing destination. A file system without
+// renameat2's flag gets a hard link and the removal of the old name instead,
+// which has the same effect.
+bool renameNoReplace(const std::string& from, const std::string& to) {
+    if (::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0)
+        return true;
+    if (errno != EINVAL && errno != ENOSYS)
+        return false;
+    if (::link(from.c_str(), to.c_str()) != 0)
+        return false;
+    ::unlink(from.c_str());
+    return true;
+}
+
 } // namespace
 
-std::string nativePath(const OdString& path) {
-    OdString p(path);
-    p.replace(L'\\', L'/');
-    return wideToUtf8(p.str());
-}
-
-FILE* openFile(const OdString& path, const char* mode) {
-    std::string m = std::string(mode) + "e";
-    return std::fopen(nativePath(path).c_str(), m.c_str());
-}
-
-int64_t fileSize(FILE* file) {
-    struct stat st;
-    if (!file || ::fstat(fileno(file), &st) != 0)
-        return -1;
-    return static_cast<int64_t>(st.st_size);
-}
-
-bool removeFile(const OdString& path) {
-    if (path.isEmpty())
-        return true;
-    return ::unlink(nativePath(path).c_str()) == 0 || errno == ENOENT;
-}
-
-bool fileExists(const OdString& path) {
-    struct stat st;
-    return ::stat(nativePath(path).c_str(), &st) == 0 && S_ISREG(st.st_mode);
-}
-
-AtomicFileWriter::AtomicFileWriter(const OdString& destination) : m_destination(nativePath(destination)) {
+AtomicFileWriter::AtomicFileWriter(const OdString& destination, bool replaceExisting)
+    : m_destination(nativePath(destination)), m_replace(replaceExisting) {
     struct stat st;
     if (::lstat(m_destination.c_str(), &st) == 0 && S_ISLNK(st.st_mode)) {
         char resolved[PATH_MAX];
@@ -93,22 +629,37 @@ AtomicFileWriter::AtomicFileWriter(const OdString& destination) : m_destination(
             m_destination = resolved;
     }
     const bool existing = ::stat(m_destination.c_str(), &st) == 0;
+    if (existing && !m_replace) {
+        m_status = FileStatus::Exists;
+        return;
+    }
+    if (existing && S_ISDIR(st.st_mode)) {
+        m_status = FileStatus::Directory;
+        return;
+    }
+    // A rename would replace a file its owner made read-only as readily as any
+    // other; the caller must be allowed to write the file itself.
+    if (existing && ::access(m_destination.c_str(), W_OK) != 0) {
+        m_status = statusFromErrno(errno);
+        return;
+    }
+    m_finalMode = existing ? unsigned(st.st_mode & 07777) : unsigned(0666 & ~currentUmask());
     const std::string dir = directoryOf(m_destination);
     const std::string base = baseNameOf(m_destination);
     for (int attempt = 0; attempt < 100; ++attempt) {
         std::string candidate = dir + "/." + base + "." + uniqueSuffix() + ".tmp";
-        // 0666 lets the umask decide, as for any new file; an existing file's
-        // permissions are carried over below.
-        int fd = ::open(candidate.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+        // Owner only while it is written: what goes in may be private (deciphered
+        // text) and is incomplete until commit.
+        int fd = ::open(candidate.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, 0600);
         if (fd < 0) {
             if (errno == EEXIST)
                 continue;
+            m_status = statusFromErrno(errno);
             return;
         }
-        if (existing)
-            (void)::fchmod(fd, st.st_mode & 07777);
         m_file = ::fdopen(fd, "wb");
         if (!m_file) {
+            m_status = statusFromErrno(errno);
             ::close(fd);
             ::unlink(candidate.c_str());
             return;
@@ -116,6 +667,7 @@ AtomicFileWriter::AtomicFileWriter(const OdString& destination) : m_destination(
         m_temporary = candidate;
         return;
     }
+    m_status = FileStatus::Failed;
 }
 
 AtomicFileWriter::~AtomicFileWriter() { discard(); }
@@ -132,12 +684,29 @@ void AtomicFileWriter::discard() {
 }
 
 bool AtomicFileWriter::commit() {
-    if (!m_file)
+    if (!m_file) {
+        if (m_status == FileStatus::Ok)
+            m_status = FileStatus::Failed;
         return false;
-    bool ok = std::fflush(m_file) == 0 && ::fsync(fileno(m_file)) == 0;
-    ok = std::fclose(m_file) == 0 && ok;
+    }
+    errno = 0;
+    bool ok = std::fflush(m_file) == 0 && ::fchmod(fileno(m_file), mode_t(m_finalMode)) == 0 &&
+              ::fsync(fileno(m_file)) == 0;
+    int error = errno;
+    if (std::fclose(m_file) != 0 && ok) {
+        ok = false;
+        error = errno;
+    }
     m_file = nullptr;
-    if (!ok || ::rename(m_temporary.c_str(), m_destination.c_str()) != 0) {
+    if (ok) {
+        ok = m_replace ? ::rename(m_temporary.c_str(), m_destination.c_str()) == 0
+                       : renameNoReplace(m_temporary, m_destination);
+        error = errno;
+    }
+    if (!ok) {
+        m_status = statusFromErrno(error);
+        if (m_status == FileStatus::Ok)
+            m_status = FileStatus::Failed;
         discard();
         return false;
     }

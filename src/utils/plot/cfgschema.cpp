@@ -18,49 +18,6 @@ int hexDigit(wchar_t c) {
 
 } // namespace
 
-// ------------------------------------------------------------------ foreign items
-
-CPForeignItems::CPForeignItems(const CPForeignItems& other) { *this = other; }
-
-CPForeignItems& CPForeignItems::operator=(const CPForeignItems& other) {
-    if (this == &other)
-        return *this;
-    std::vector<Entry> copy;
-    copy.reserve(other.m_entries.size());
-    for (const auto& e : other.m_entries)
-        copy.push_back(Entry{e.anchorName, e.anchorKind, std::unique_ptr<CPItem>(clone(*e.item))});
-    m_entries = std::move(copy);
-    return *this;
-}
-
-CPForeignItems::~CPForeignItems() = default;
-
-void CPForeignItems::append(const CPItem& item, const OdString& anchorName, int anchorKind) {
-    m_entries.push_back(Entry{anchorName, anchorKind, std::unique_ptr<CPItem>(clone(item))});
-}
-
-CPItem* CPForeignItems::clone(const CPItem& item) {
-    const wchar_t* name = item.name().c_str();
-    switch (item.kind()) {
-    case kPBin: return new CPBin(name, static_cast<const CPBin&>(item).value().c_str());
-    case kPBool: return new CPBool(name, static_cast<const CPBool&>(item).value());
-    case kPStr: return new CPStr(name, static_cast<const CPStr&>(item).value().c_str());
-    case kPNum: return new CPNum(name, static_cast<const CPNum&>(item).value().c_str());
-    case kPBlock: {
-        auto* copy = new CPBlock(name);
-        for (const CPItem* child : static_cast<const CPBlock&>(item).items()) {
-            CPItem* c = clone(*child);
-            if (!copy->add(c))
-                delete c; // cannot happen for a well-formed block; never leak
-        }
-        return copy;
-    }
-    }
-    // Kinds outside the five are not printed by the writer either; keep an empty
-    // block so the entry stays valid.
-    return new CPBlock(name);
-}
-
 // ------------------------------------------------------------------ hex text
 
 namespace ut {
@@ -317,7 +274,7 @@ bool BlockWriter::sub(const wchar_t* key, const std::function<bool(CPBlock*, con
 void logParseFailure(const CPIAParser& parser, const wchar_t* what, const OdString& file, const char* source,
                      const char* function) {
     if (!parser.root())
-        ut::logError(source, function, L"Cannot open %ls '%ls' (result %d).", what, file.c_str(), parser.openResult());
+        ut::logError(source, function, L"Cannot open %ls '%ls': %ls.", what, file.c_str(), parser.errorText());
     else if (parser.errorLine() > 0)
         ut::logError(source, function, L"Cannot read %ls '%ls': line %d: %ls.", what, file.c_str(), parser.errorLine(),
                      parser.errorText());
@@ -325,14 +282,22 @@ void logParseFailure(const CPIAParser& parser, const wchar_t* what, const OdStri
         ut::logError(source, function, L"Cannot read %ls '%ls': %ls.", what, file.c_str(), parser.errorText());
 }
 
-int writeContainer(const CPBlock& root, const wchar_t* path) {
+int writeContainer(const CPBlock& root, const wchar_t* path, OdString& why) {
+    if (!CPIAFileOut::canStore(&root, &why))
+        return ZlibEngine::kUnstorable;
     CPIAFileOut out;
     int rc = out.open();
-    if (rc != 0)
-        return rc;
-    out.setFileType(CPIAFileOut::kPrinterConfig);
-    out.writeBlock(&root);
-    return out.close(path);
+    if (rc == 0) {
+        out.setFileType(CPIAFileOut::kPrinterConfig);
+        out.writeBlock(&root);
+        rc = out.close(path);
+    }
+    if (rc != 0) {
+        why = out.errorText();
+        if (why.isEmpty())
+            why = ZlibEngine::resultText(rc);
+    }
+    return rc;
 }
 
 } // namespace plotcfg

@@ -113,7 +113,9 @@ void logParseFailure(const CPIAParser& parser, const wchar_t* what, const OdStri
                      const char* function);
 
 // Writes a finished root tree as a printer-configuration container at path,
-// replacing an existing file only when the new one is complete.
-int writeContainer(const CPBlock& root, const wchar_t* path);
+// replacing an existing file only when the new one is complete, and not at all
+// when the tree would not read back as it is (kUnstorable). why gets the reason
+// of a failure in words.
+int writeContainer(const CPBlock& root, const wchar_t* path, OdString& why);
 
 } // namespace plotcfg

@@ -4,6 +4,7 @@
 // into a temporary "pia" text file and writes the container from it; that file
 // never outlives the writer.
 #include <algorithm>
+#include <cerrno>
 #include <cstring>
 #include <string>
 #include <string_view>
@@ -57,6 +58,9 @@ struct CPIAFileIn::InImpl {
     pia::TextLines lines;
     bool open = false;
     uint64_t maxText = kDefaultMaxTextSize;
+    // Whether the file begins as a container does; only to tell a user why a
+    // file that fails to read failed, never to refuse one that reads.
+    bool headerText = false;
 };
 
 CPIAFileIn::CPIAFileIn() : m_in(new InImpl) {}
@@ -67,8 +71,14 @@ void CPIAFileIn::setMaxTextSize(uint64_t bytes) { m_in->maxText = bytes; }
 
 int CPIAFileIn::doInflateInit() {
     Impl& d = *m_impl;
-    if (!d.source || std::fseek(d.source, kHeaderSize, SEEK_SET) != 0)
+    static constexpr char kHeaderStart[] = "PIAFILEVERSION_";
+    char lead0[sizeof kHeaderStart - 1] = {};
+    m_in->headerText = d.source && std::fread(lead0, 1, sizeof lead0, d.source) == sizeof lead0 &&
+                       std::memcmp(lead0, kHeaderStart, sizeof lead0) == 0;
+    if (!d.source || std::fseek(d.source, kHeaderSize, SEEK_SET) != 0) {
+        setErrorText(L"the file cannot be read");
         return kFileError;
+    }
     // Some writers pack the header's three numbers in 8 bytes each (a native
     // "long" on 64-bit Linux), which puts the stream 12 bytes later. Such a file
     // is told apart by where a zlib stream header is found; a stream at the usual
@@ -79,8 +89,10 @@ int CPIAFileIn::doInflateInit() {
     if (got == sizeof lead && !isZlibHeader(lead[0], lead[1]) &&
         isZlibHeader(lead[sizeof lead - 2], lead[sizeof lead - 1]))
         start = kWideHeaderSize;
-    if (std::fseek(d.source, long(start), SEEK_SET) != 0)
+    if (std::fseek(d.source, long(start), SEEK_SET) != 0) {
+        setErrorText(L"the file cannot be read");
         return kFileError;
+    }
     int64_t size = ut::platform::fileSize(d.source);
     d.total = size > start ? uint32_t(std::min<int64_t>(size - start, UINT32_MAX)) : 0u;
     d.deflating = false;
@@ -96,10 +108,21 @@ int CPIAFileIn::doInflateInit() {
 int CPIAFileIn::open(const wchar_t* path) {
     close();
     setOutputLimit(m_in->maxText);
+    m_in->headerText = false;
     std::string text;
     int rc = decompressToMemory(path, text);
-    if (rc != 0)
+    if (rc != 0) {
+        // A file that opened but does not read: say what it is, as far as the
+        // first bytes tell, rather than how the decompression broke.
+        if (rc != kFileError && rc != kUserAbort && !m_in->headerText) {
+            setErrorText(L"not a parameter file");
+        } else if (rc == kTooLarge) {
+            OdString why;
+            why.format(L"the text inside is larger than %llu MiB", (unsigned long long)(m_in->maxText >> 20));
+            setErrorText(why);
+        }
         return rc;
+    }
     m_in->lines.assign(std::move(text));
     m_in->open = true;
     return 0;
@@ -153,11 +176,13 @@ int CPIAFileOut::open() {
     m_out->discardText();
     m_out->depth = 0;
     m_out->codePage = ut::platform::ansiCodePage();
+    setErrorText(OdString());
     m_out->textName = ut::FileName::createTempFileName(L"pia");
     if (!m_out->textName.isEmpty())
         m_out->text = ut::platform::openFile(m_out->textName, "wb");
     if (!m_out->text) {
         m_out->discardText();
+        setErrorText(L"no temporary file can be made in the temporary folder");
         m_out->state = kFileError;
         return m_out->state;
     }
@@ -185,25 +210,30 @@ int CPIAFileOut::writeLine(const wchar_t* text, bool newline) {
         o.narrow = ut::platform::wideToCodePage(std::wstring_view(text, n), o.codePage);
     if (newline)
         o.narrow += '\n';
-    if (std::fwrite(o.narrow.data(), 1, o.narrow.size(), o.text) != o.narrow.size())
+    if (std::fwrite(o.narrow.data(), 1, o.narrow.size(), o.text) != o.narrow.size()) {
+        setErrorText(OdString(ut::platform::describe(ut::platform::statusFromErrno(errno))));
         o.state = kFileError;
+    }
     return o.state;
 }
 
 namespace {
 
-// Composes indent blanks and the parts in a line buffer, cut to what the buffer holds.
+// Composes indent blanks and the parts in a line buffer, cut to what the buffer
+// holds; returns the length the whole line would have had.
 size_t compose(wchar_t* buf, size_t indent, std::initializer_list<std::wstring_view> parts) {
     const size_t cap = kLineBuffer - 1;
     size_t n = std::min(indent, cap);
+    size_t whole = indent;
     std::fill(buf, buf + n, L' ');
     for (std::wstring_view part : parts) {
         size_t take = std::min(part.size(), cap - n);
         part.copy(buf + n, take);
         n += take;
+        whole += part.size();
     }
     buf[n] = L'\0';
-    return n;
+    return whole;
 }
 
 std::wstring_view view(const OdString& s) { return std::wstring_view(s.str()); }
@@ -262,7 +292,8 @@ void CPIAFileOut::writeBinary(const CPBin* bin) {
     if (payload.empty())
         return;
     OutImpl& o = *m_out;
-    std::wstring composed(o.line, compose(o.line, size_t(o.depth), {view(bin->name()), L"=\\"}));
+    const size_t head = std::min(compose(o.line, size_t(o.depth), {view(bin->name()), L"=\\"}), kLineBuffer - 1);
+    std::wstring composed(o.line, head);
     size_t pos = 0;
     while (pos < payload.size()) {
         const size_t remaining = payload.size() - pos;
@@ -285,7 +316,181 @@ void CPIAFileOut::writeBinary(const CPBin* bin) {
     }
 }
 
-int CPIAFileOut::close(const wchar_t* path) {
+// ---------------------------------------------------------------- what can be stored
+
+namespace {
+
+// The reader cuts lines after this many bytes; a longer line would come back as
+// two, the second a broken line of its own.
+constexpr size_t kMaxLineBytes = 511;
+
+bool asciiNoCaseEquals(std::wstring_view s, std::wstring_view lower) {
+    if (s.size() != lower.size())
+        return false;
+    for (size_t i = 0; i < s.size(); ++i) {
+        wchar_t c = s[i];
+        if (c >= L'A' && c <= L'Z')
+            c = wchar_t(c - L'A' + L'a');
+        if (c != lower[i])
+            return false;
+    }
+    return true;
+}
+
+// Why an item would not read back from the line the printer makes of it; null
+// when it would, as far as its own text goes. These are the parser's rules: a key
+// stops at a blank and may not hold the delimiters, a line holding "{" and "=" is
+// broken, a line break ends a value, a number's text is classified by how it
+// begins, and a binary value ends at the first backslash.
+const wchar_t* unreadable(const CPItem& item) {
+    const std::wstring& name = item.name().str();
+    if (name.empty())
+        return L"has no name";
+    if (name.find_first_of(std::wstring_view(L" ={}\n\r\0", 7)) != std::wstring::npos)
+        return L"has a name holding a blank, \"=\", \"{\", \"}\" or a line break";
+    static constexpr std::wstring_view kBreaking(L"{\n\r\0", 4);
+    switch (item.kind()) {
+    case kPStr:
+        if (static_cast<const CPStr&>(item).value().str().find_first_of(kBreaking) != std::wstring::npos)
+            return L"holds \"{\" or a line break, which the file format cannot store";
+        break;
+    case kPNum: {
+        const std::wstring& v = static_cast<const CPNum&>(item).value().str();
+        if (v.empty())
+            return L"is an empty number";
+        if (v.find_first_of(kBreaking) != std::wstring::npos)
+            return L"holds \"{\" or a line break, which the file format cannot store";
+        if (v[0] == L'"' || v[0] == L'\\' || asciiNoCaseEquals(v, L"true") || asciiNoCaseEquals(v, L"false"))
+            return L"is a number whose text would read back as another kind of value";
+        break;
+    }
+    case kPBin:
+        if (static_cast<const CPBin&>(item).value().str().find_first_of(std::wstring_view(L"\\{\n\r\0", 5)) !=
+            std::wstring::npos)
+            return L"is binary text holding a backslash, \"{\" or a line break";
+        break;
+    default:
+        break;
+    }
+    return nullptr;
+}
+
+struct StoreCheck {
+    int codePage;
+    std::vector<std::wstring_view> path; // blocks entered, for messages
+    std::string bytes;
+    OdString why;
+
+    bool fail(const CPItem& item, const std::wstring& reason) {
+        std::wstring p;
+        for (std::wstring_view b : path) {
+            p.append(b);
+            p += L'/';
+        }
+        why = OdString(p + item.name().str() + L": " + reason);
+        return false;
+    }
+
+    // One printed line: whole (the printer would cut it), in the code page, and
+    // within what the reader takes as one line.
+    bool line(const CPItem& item, size_t indent, std::initializer_list<std::wstring_view> parts) {
+        std::wstring text(indent, L' ');
+        for (std::wstring_view part : parts)
+            text.append(part);
+        if (text.size() > kLineBuffer - 1) {
+            OdString r;
+            r.format(L"is too long for a line of the file (%zu characters; a line holds %zu)", text.size(),
+                     kLineBuffer - 1);
+            return fail(item, r.str());
+        }
+        // Every code page in use holds ASCII one byte per character.
+        if (std::all_of(text.begin(), text.end(), [](wchar_t c) { return unsigned(c) < 0x80; }))
+            return true;
+        size_t bad = 0;
+        if (!ut::platform::encodeExactly(text, codePage, bytes, &bad)) {
+            OdString r;
+            r.format(L"the character \"%lc\" (U+%04X) has no form in code page %d, in which the file is "
+                     L"written; DRUTILS_ANSI_CODEPAGE chooses another (65001 for UTF-8)",
+                     wint_t(text[bad]), unsigned(text[bad]), codePage);
+            return fail(item, r.str());
+        }
+        if (bytes.size() > kMaxLineBytes) {
+            OdString r;
+            r.format(L"is too long for a line of the file (%zu bytes in code page %d; a line holds %zu)",
+                     bytes.size(), codePage, kMaxLineBytes);
+            return fail(item, r.str());
+        }
+        return true;
+    }
+
+    bool block(const CPBlock& b, size_t depth) {
+        for (const CPItem* item : b.items()) {
+            if (const wchar_t* r = unreadable(*item))
+                return fail(*item, r);
+            switch (item->kind()) {
+            case kPNum:
+                if (!line(*item, depth, {view(item->name()), L"=", view(static_cast<const CPNum*>(item)->value())}))
+                    return false;
+                break;
+            case kPStr:
+                if (!line(*item, depth, {view(item->name()), L"=\"", view(static_cast<const CPStr*>(item)->value())}))
+                    return false;
+                break;
+            case kPBool:
+                if (!line(*item, depth, {view(item->name()), L"=FALSE"}))
+                    return false;
+                break;
+            case kPBlock:
+                if (!line(*item, depth, {view(item->name()), L"{"}))
+                    return false;
+                path.push_back(view(item->name()));
+                if (!block(*static_cast<const CPBlock*>(item), depth + 1))
+                    return false;
+                path.pop_back();
+                break;
+            case kPBin: {
+                // Pieces of a binary value are joined by the reader wherever they
+                // are cut, unless a cut falls inside a character of several bytes.
+                const std::wstring& payload = static_cast<const CPBin*>(item)->value().str();
+                if (payload.empty())
+                    return fail(*item, L"is an empty binary value, which the file format leaves out");
+                if (depth + size_t(item->name().getLength()) + 2 >= kBinaryPiece)
+                    return fail(*item, L"has a name too long for a line of the file");
+                if (std::all_of(payload.begin(), payload.end(), [](wchar_t c) { return unsigned(c) < 0x80; }))
+                    break;
+                size_t bad = 0;
+                if (!ut::platform::encodeExactly(payload, codePage, bytes, &bad))
+                    return fail(*item, L"is binary text with a character that code page " +
+                                           std::to_wstring(codePage) + L" lacks");
+                if (bytes.size() != payload.size())
+                    return fail(*item, L"is binary text with characters of more than one byte in code page " +
+                                           std::to_wstring(codePage));
+                break;
+            }
+            default:
+                break;
+            }
+        }
+        return true;
+    }
+};
+
+} // namespace
+
+bool CPIAFileOut::canStore(const CPBlock* root, OdString* why) {
+    if (!root)
+        return true;
+    StoreCheck check{ut::platform::ansiCodePage(), {}, {}, {}};
+    if (check.block(*root, 0))
+        return true;
+    if (why)
+        *why = check.why;
+    return false;
+}
+
+int CPIAFileOut::close(const wchar_t* path) { return close(path, true); }
+
+int CPIAFileOut::close(const wchar_t* path, bool replaceExisting) {
     OutImpl& o = *m_out;
     if (o.state != 0 || !o.text) {
         o.discardText();
@@ -299,6 +504,7 @@ int CPIAFileOut::close(const wchar_t* path) {
     o.text = nullptr;
     if (!ok || textSize < 0 || textSize > int64_t(UINT32_MAX)) {
         o.discardText();
+        setErrorText(L"the temporary text file cannot be written");
         return o.state = kFileError;
     }
     o.lengths[0] = uint32_t(textSize);
@@ -309,8 +515,10 @@ int CPIAFileOut::close(const wchar_t* path) {
     o.discardText();
     if (rc != 0)
         return o.state = rc;
-    if (stream.size() > UINT32_MAX)
+    if (stream.size() > UINT32_MAX) {
+        setErrorText(L"the compressed text is larger than the format's 4 GiB");
         return o.state = kFileError;
+    }
     o.lengths[1] = uint32_t(stream.size());
 
     unsigned char header[kHeaderSize];
@@ -324,9 +532,20 @@ int CPIAFileOut::close(const wchar_t* path) {
     sum = adler32_z(sum, reinterpret_cast<const Bytef*>(stream.data()), stream.size());
     putLittleEndian(header + 48, uint32_t(sum));
 
-    ut::platform::AtomicFileWriter out{OdString(path)};
-    if (!out.file() || std::fwrite(header, 1, kHeaderSize, out.file()) != size_t(kHeaderSize) ||
-        std::fwrite(stream.data(), 1, stream.size(), out.file()) != stream.size() || !out.commit())
-        o.state = kFileError;
+    using ut::platform::FileStatus;
+    ut::platform::AtomicFileWriter out{OdString(path), replaceExisting};
+    FileStatus why = FileStatus::Ok;
+    if (!out.file()) {
+        why = out.status() == FileStatus::Ok ? FileStatus::Failed : out.status();
+    } else if (std::fwrite(header, 1, kHeaderSize, out.file()) != size_t(kHeaderSize) ||
+               std::fwrite(stream.data(), 1, stream.size(), out.file()) != stream.size()) {
+        why = ut::platform::statusFromErrno(errno);
+    } else if (!out.commit()) {
+        why = out.status();
+    }
+    if (why != FileStatus::Ok) {
+        setErrorText(OdString(ut::platform::describe(why)));
+        o.state = why == FileStatus::Exists ? kFileExists : kFileError;
+    }
     return o.state;
 }

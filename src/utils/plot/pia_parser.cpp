@@ -13,6 +13,9 @@ class CPIAParser::LineSource {
 public:
     virtual ~LineSource() = default;
     virtual const wchar_t* next() = 0;
+    // Whether the line next() gave last ended with a line feed (a longer one
+    // comes in pieces).
+    virtual bool ended() const = 0;
 };
 
 namespace {
@@ -21,6 +24,7 @@ class FileLines : public CPIAParser::LineSource {
 public:
     explicit FileLines(CPIAFileIn& in) : m_in(in) {}
     const wchar_t* next() override { return m_in.readLine(); }
+    bool ended() const override { return m_in.lineEnded(); }
 
 private:
     CPIAFileIn& m_in;
@@ -30,6 +34,7 @@ class MemoryLines : public CPIAParser::LineSource {
 public:
     explicit MemoryLines(pia::TextLines& lines) : m_lines(lines) {}
     const wchar_t* next() override { return m_lines.next(); }
+    bool ended() const override { return m_lines.lineEnded(); }
 
 private:
     pia::TextLines& m_lines;
@@ -75,11 +80,13 @@ bool CPIAParser::parse(const wchar_t* path) {
     delete m_root;
     m_root = nullptr;
     m_errorLine = 0;
-    m_errorText = L"";
+    m_errorText.empty();
     CPIAFileIn in;
     m_openResult = in.open(path);
     if (m_openResult != 0) {
-        m_errorText = L"cannot read the container";
+        m_errorText = in.errorText();
+        if (m_errorText.isEmpty())
+            m_errorText = ZlibEngine::resultText(m_openResult);
         return false;
     }
     FileLines lines(in);
@@ -92,7 +99,7 @@ bool CPIAParser::parseText(const char* text, size_t size) {
     delete m_root;
     m_root = nullptr;
     m_errorLine = 0;
-    m_errorText = L"";
+    m_errorText.empty();
     m_openResult = 0;
     pia::TextLines text_lines;
     text_lines.assign(std::string(text ? text : "", text ? size : 0));
@@ -109,10 +116,15 @@ bool CPIAParser::parseLines(LineSource& lines) {
     int lineNo = 0;
     std::wstring key;
     std::wstring payload;
+    // What the tree costs so far: items, and characters of names and values.
+    size_t items = 0, text = 0;
 
+    // Whether the line being parsed is the rest of a longer one: the reader cuts
+    // lines after 511 bytes, and a failure there is that line's length, not its syntax.
+    bool continued = false;
     auto fail = [&](int line, const wchar_t* why) {
-        m_errorLine = line;
-        m_errorText = why;
+        m_errorLine = continued && line > 1 ? line - 1 : line;
+        m_errorText = continued ? L"longer than the 511 bytes a line of the file may hold" : why;
         while (!open.empty()) {
             delete open.back();
             open.pop_back();
@@ -127,7 +139,11 @@ bool CPIAParser::parseLines(LineSource& lines) {
             delete done; // cannot happen: a second block of the name was refused when it opened
     };
 
-    while (const wchar_t* line = lines.next()) {
+    for (bool endedBefore = true;; endedBefore = lines.ended()) {
+        const wchar_t* line = lines.next();
+        if (!line)
+            break;
+        continued = !endedBefore;
         ++lineNo;
         // One pass finds the first "=", "{" and "}".
         const wchar_t* equals = nullptr;
@@ -168,6 +184,10 @@ bool CPIAParser::parseLines(LineSource& lines) {
                 return fail(lineNo, L"second block of the same name");
             if (open.size() >= size_t(kMaxDepth))
                 return fail(lineNo, L"blocks nested too deeply");
+            if (++items > kMaxItems)
+                return fail(lineNo, L"more items than a parameter file may hold");
+            if ((text += key.size()) > kMaxTextLength)
+                return fail(lineNo, L"more text than a parameter file may hold");
             open.push_back(new CPBlock(key.c_str()));
             current = open.back();
             continue;
@@ -178,6 +198,10 @@ bool CPIAParser::parseLines(LineSource& lines) {
             return fail(lineNo, L"nothing after \"=\"");
         if (const wchar_t* why = extractKey(line, equals, key))
             return fail(lineNo, why);
+        if (++items > kMaxItems)
+            return fail(lineNo, L"more items than a parameter file may hold");
+        if ((text += key.size() + std::wcslen(value)) > kMaxTextLength)
+            return fail(lineNo, L"more text than a parameter file may hold");
         CPItem* item;
         if (*value == L'"') {
             item = new CPStr(key.c_str(), value + 1);
@@ -186,17 +210,19 @@ bool CPIAParser::parseLines(LineSource& lines) {
             // line ends are not part of it.
             const int firstLine = lineNo;
             payload.clear();
-            const wchar_t* text = value + 1;
+            const wchar_t* piece = value + 1;
             for (;;) {
-                if (const wchar_t* end = std::wcschr(text, L'\\')) {
-                    payload.append(text, end);
+                if (const wchar_t* end = std::wcschr(piece, L'\\')) {
+                    payload.append(piece, end);
                     break;
                 }
-                payload += text;
-                text = lines.next();
-                if (!text)
+                payload += piece;
+                piece = lines.next();
+                if (!piece)
                     return fail(firstLine, L"binary value not closed");
                 ++lineNo;
+                if ((text += std::wcslen(piece)) > kMaxTextLength)
+                    return fail(lineNo, L"more text than a parameter file may hold");
             }
             item = new CPBin(key.c_str(), payload.c_str());
         } else if (equalsAsciiNoCase(value, L"true") || equalsAsciiNoCase(value, L"false")) {

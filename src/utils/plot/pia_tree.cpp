@@ -138,6 +138,75 @@ bool CPBlock::add(CPItem* item) {
     return true;
 }
 
+// ---------------------------------------------------------------- foreign items
+
+CPForeignItems::CPForeignItems(const CPForeignItems& other) { *this = other; }
+
+CPForeignItems& CPForeignItems::operator=(const CPForeignItems& other) {
+    if (this == &other)
+        return *this;
+    std::vector<Entry> copy;
+    copy.reserve(other.m_entries.size());
+    for (const auto& e : other.m_entries)
+        copy.push_back(Entry{e.anchorName, e.anchorKind, std::unique_ptr<CPItem>(clone(*e.item))});
+    m_entries = std::move(copy);
+    return *this;
+}
+
+CPForeignItems::~CPForeignItems() = default;
+
+void CPForeignItems::append(const CPItem& item, const OdString& anchorName, int anchorKind) {
+    m_entries.push_back(Entry{anchorName, anchorKind, std::unique_ptr<CPItem>(clone(item))});
+}
+
+CPItem* CPForeignItems::clone(const CPItem& item) {
+    const wchar_t* name = item.name().c_str();
+    switch (item.kind()) {
+    case kPBin: return new CPBin(name, static_cast<const CPBin&>(item).value().c_str());
+    case kPBool: return new CPBool(name, static_cast<const CPBool&>(item).value());
+    case kPStr: return new CPStr(name, static_cast<const CPStr&>(item).value().c_str());
+    case kPNum: return new CPNum(name, static_cast<const CPNum&>(item).value().c_str());
+    case kPBlock: {
+        auto* copy = new CPBlock(name);
+        for (const CPItem* child : static_cast<const CPBlock&>(item).items()) {
+            CPItem* c = clone(*child);
+            if (!copy->add(c))
+                delete c; // cannot happen for a well-formed block; never leak
+        }
+        return copy;
+    }
+    }
+    // Kinds outside the five are not printed by the writer either; keep an empty
+    // block so the entry stays valid.
+    return new CPBlock(name);
+}
+
+void CPForeignItems::weave(CPBlock& block, const std::vector<CPItem*>& known) const {
+    std::vector<bool> written(m_entries.size(), false);
+    auto put = [&block](CPItem* item) {
+        if (!block.add(item))
+            delete item;
+    };
+    auto after = [&](const OdString& name, int kind) {
+        for (size_t i = 0; i < m_entries.size(); ++i) {
+            if (!written[i] && m_entries[i].anchorKind == kind && m_entries[i].anchorName == name) {
+                written[i] = true;
+                put(clone(*m_entries[i].item));
+            }
+        }
+    };
+    after(OdString(), -1);
+    for (CPItem* item : known) {
+        const OdString name = item->name();
+        const int kind = item->kind();
+        put(item);
+        after(name, kind);
+    }
+    for (size_t i = 0; i < m_entries.size(); ++i)
+        if (!written[i])
+            put(clone(*m_entries[i].item));
+}
+
 bool readInt(const CPBlock* block, const wchar_t* name, int& out) {
     const CPItem* item = block ? block->find(name, kPNum) : nullptr;
     return item && ut::platform::scanInt(static_cast<const CPNum*>(item)->value().c_str(), out);

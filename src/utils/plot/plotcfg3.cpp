@@ -173,10 +173,11 @@ int CPlotCfg3::write(const wchar_t* path) const {
                      err.message.c_str());
         return -2;
     }
-    const int rc = plotcfg::writeContainer(root, file.c_str());
+    OdString why;
+    const int rc = plotcfg::writeContainer(root, file.c_str(), why);
     if (rc != 0)
-        ut::logError(kSource, "CPlotCfg3::write", L"Cannot write printer configuration '%ls' (result %d).",
-                     file.c_str(), rc);
+        ut::logError(kSource, "CPlotCfg3::write", L"Cannot write printer configuration '%ls': %ls.", file.c_str(),
+                     why.c_str());
     return rc;
 }
 

@@ -166,8 +166,10 @@ int PlotModelParam::write(const wchar_t* path) const {
                      err.message.c_str());
         return -2;
     }
-    const int rc = plotcfg::writeContainer(root, file.c_str());
+    OdString why;
+    const int rc = plotcfg::writeContainer(root, file.c_str(), why);
     if (rc != 0)
-        ut::logError(kSource, "PlotModelParam::write", L"Cannot write model file '%ls' (result %d).", file.c_str(), rc);
+        ut::logError(kSource, "PlotModelParam::write", L"Cannot write model file '%ls': %ls.", file.c_str(),
+                     why.c_str());
     return rc;
 }

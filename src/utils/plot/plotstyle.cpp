@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cwctype>
+#include <vector>
 
 #include "binstream.h"
 #include "pia.h"
@@ -51,11 +52,24 @@ const Palette& palette() {
 
 int swapRedBlue(int v) { return ((v & 0xFF) << 16) | (v & 0xFF00) | ((v >> 16) & 0xFF); }
 
-void addItem(CPBlock& b, CPItem* item) {
-    // Keys of a fresh block are distinct, so add only refuses on a programming
-    // error; the item must not leak then either.
-    if (!b.add(item))
-        delete item;
+// The keys a style block is read from, with their kinds; any other item of the
+// block belongs to another writer and is kept.
+bool isStyleKey(const OdString& name, int kind) {
+    static const struct {
+        const wchar_t* name;
+        int kind;
+    } kKeys[] = {
+        {L"name", kPStr},          {L"localized_name", kPStr},    {L"description", kPStr},
+        {L"color", kPNum},         {L"mode_color", kPNum},        {L"color_policy", kPNum},
+        {L"physical_pen_number", kPNum}, {L"virtual_pen_number", kPNum}, {L"screen", kPNum},
+        {L"linepattern_size", kPNum}, {L"linetype", kPNum},       {L"adaptive_linetype", kPBool},
+        {L"lineweight", kPNum},    {L"fill_style", kPNum},        {L"end_style", kPNum},
+        {L"join_style", kPNum},
+    };
+    for (const auto& k : kKeys)
+        if (k.kind == kind && name == k.name)
+            return true;
+    return false;
 }
 
 } // namespace
@@ -160,24 +174,27 @@ bool CPlotStyle::write(CPBlock& parent, int index, bool withModeColor) const {
     const OdString blockName = ut::plot::decimalKey(index);
     if (parent.find(blockName, kPBlock))
         return false;
-    auto* b = new CPBlock(blockName);
-    addItem(*b, new CPStr(L"name", m_name));
-    addItem(*b, new CPStr(L"localized_name", m_localizedName));
-    addItem(*b, new CPStr(L"description", m_description));
-    addItem(*b, new CPNum(L"color", m_color));
+    std::vector<CPItem*> known;
+    known.reserve(16);
+    known.push_back(new CPStr(L"name", m_name));
+    known.push_back(new CPStr(L"localized_name", m_localizedName));
+    known.push_back(new CPStr(L"description", m_description));
+    known.push_back(new CPNum(L"color", m_color));
     if (withModeColor)
-        addItem(*b, new CPNum(L"mode_color", m_modeColor));
-    addItem(*b, new CPNum(L"color_policy", m_colorPolicy));
-    addItem(*b, new CPNum(L"physical_pen_number", m_physicalPen));
-    addItem(*b, new CPNum(L"virtual_pen_number", m_virtualPen));
-    addItem(*b, new CPNum(L"screen", m_screen));
-    addItem(*b, new CPNum(L"linepattern_size", m_linePatternSize, 6));
-    addItem(*b, new CPNum(L"linetype", m_lineType));
-    addItem(*b, new CPBool(L"adaptive_linetype", m_adaptiveLinetype));
-    addItem(*b, new CPNum(L"lineweight", m_lineWeight));
-    addItem(*b, new CPNum(L"fill_style", m_fillStyle));
-    addItem(*b, new CPNum(L"end_style", m_endStyle));
-    addItem(*b, new CPNum(L"join_style", m_joinStyle));
+        known.push_back(new CPNum(L"mode_color", m_modeColor));
+    known.push_back(new CPNum(L"color_policy", m_colorPolicy));
+    known.push_back(new CPNum(L"physical_pen_number", m_physicalPen));
+    known.push_back(new CPNum(L"virtual_pen_number", m_virtualPen));
+    known.push_back(new CPNum(L"screen", m_screen));
+    known.push_back(new CPNum(L"linepattern_size", m_linePatternSize, 6));
+    known.push_back(new CPNum(L"linetype", m_lineType));
+    known.push_back(new CPBool(L"adaptive_linetype", m_adaptiveLinetype));
+    known.push_back(new CPNum(L"lineweight", m_lineWeight));
+    known.push_back(new CPNum(L"fill_style", m_fillStyle));
+    known.push_back(new CPNum(L"end_style", m_endStyle));
+    known.push_back(new CPNum(L"join_style", m_joinStyle));
+    auto* b = new CPBlock(blockName);
+    m_foreign.weave(*b, known);
     if (!parent.add(b)) {
         delete b;
         return false;
@@ -213,5 +230,12 @@ bool CPlotStyle::init(const CPBlock& b, OdString* badKey) {
         need(keys.readInt(L"join_style", m_joinStyle), L"join_style");
     if (!ok && badKey)
         *badKey = failed;
+    m_foreign.clear();
+    // With every required key found, a block of 15 items (16 with the optional
+    // colour) holds nothing else, which is nearly always so; only other blocks
+    // are searched for keys of other writers.
+    constexpr size_t kRequired = 15;
+    if (ok && b.size() > kRequired && !(b.size() == kRequired + 1 && b.find(L"mode_color", kPNum)))
+        m_foreign.collect(b, [](const CPItem& item) { return isStyleKey(item.name(), item.kind()); });
     return ok;
 }

@@ -1,6 +1,8 @@
 #include "plotstyletable.h"
 
+#include <algorithm>
 #include <cmath>
+#include <cstdint>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -75,12 +77,57 @@ bool readFlag(const CPBlock& b, const wchar_t* key, bool& out) {
     return item != nullptr;
 }
 
-void addItem(CPBlock& b, CPItem* item) {
-    if (!b.add(item))
-        delete item;
+using ut::plot::decimalKey;
+
+// The top-level keys and blocks the table reads; any other item belongs to
+// another writer and is kept.
+bool isTableKey(const OdString& name, int kind) {
+    static const struct {
+        const wchar_t* name;
+        int kind;
+    } kKeys[] = {
+        {L"description", kPStr},  {L"aci_table_available", kPBool}, {L"scale_factor", kPNum},
+        {L"apply_factor", kPBool}, {L"custom_lineweight_display_units", kPNum}, {L"aci_table", kPBlock},
+        {L"plot_style", kPBlock}, {L"custom_lineweight_table", kPBlock},
+    };
+    for (const auto& k : kKeys)
+        if (k.kind == kind && name == k.name)
+            return true;
+    return false;
 }
 
-using ut::plot::decimalKey;
+// The number a block is named by when the name is one written the way this
+// library writes it ("0", "17"); SIZE_MAX otherwise.
+size_t blockNumber(const OdString& name) {
+    const std::wstring& s = name.str();
+    if (s.empty() || s.size() > 9 || (s.size() > 1 && s[0] == L'0'))
+        return SIZE_MAX;
+    size_t n = 0;
+    for (wchar_t c : s) {
+        if (c < L'0' || c > L'9')
+            return SIZE_MAX;
+        n = n * 10 + size_t(c - L'0');
+    }
+    return n;
+}
+
+// "plot_style/3/description: ..." from the writer's check, with the style's name,
+// which is how a user knows the style.
+OdString withStyleName(const OdString& why, const CPlotStyleTable& t) {
+    const std::wstring& w = why.str();
+    static const std::wstring kPrefix = L"plot_style/";
+    if (w.compare(0, kPrefix.size(), kPrefix) != 0)
+        return why;
+    const size_t slash = w.find(L'/', kPrefix.size());
+    if (slash == std::wstring::npos)
+        return why;
+    const size_t n = blockNumber(OdString(w.substr(kPrefix.size(), slash - kPrefix.size())));
+    const CPlotStyle* s = n < size_t(t.size()) ? t.style(int(n)) : nullptr;
+    if (!s)
+        return why;
+    return OdString(L"style \"" + s->name().str() + L"\" (" + w.substr(0, w.find(L':')) + L")" +
+                    w.substr(w.find(L':')));
+}
 
 } // namespace
 
@@ -256,20 +303,18 @@ bool CPlotStyleTable::writeCLW(CPBlock& clwBlock, int k) const {
 
 bool CPlotStyleTable::writeToBlock(CPBlock& root) const {
     bool ok = true;
-    addItem(root, new CPStr(L"description", m_description));
-    addItem(root, new CPBool(L"aci_table_available", m_hasAci));
-    addItem(root, new CPNum(L"scale_factor", m_scaleFactor, 6));
-    addItem(root, new CPBool(L"apply_factor", m_applyFactor));
-    addItem(root, new CPNum(L"custom_lineweight_display_units", m_lineWeightUnits));
+    std::vector<CPItem*> known;
+    known.push_back(new CPStr(L"description", m_description));
+    known.push_back(new CPBool(L"aci_table_available", m_hasAci));
+    known.push_back(new CPNum(L"scale_factor", m_scaleFactor, 6));
+    known.push_back(new CPBool(L"apply_factor", m_applyFactor));
+    known.push_back(new CPNum(L"custom_lineweight_display_units", m_lineWeightUnits));
 
     if (m_useAci && m_hasAci) {
         auto* aci = new CPBlock(L"aci_table");
         for (int k = 0; k < CAciTable::kSize; ++k)
             ok = writeAciEntry(*aci, k) && ok;
-        if (!root.add(aci)) {
-            delete aci;
-            ok = false;
-        }
+        known.push_back(aci);
     }
 
     // Mode colour is all or nothing: a reader fills a missing one from the
@@ -281,19 +326,24 @@ bool CPlotStyleTable::writeToBlock(CPBlock& root) const {
     auto* styles = new CPBlock(L"plot_style");
     for (size_t i = 0; i < m_styles.size(); ++i)
         ok = m_styles[i]->write(*styles, int(i), withModeColor) && ok;
-    if (!root.add(styles)) {
-        delete styles;
-        ok = false;
-    }
+    known.push_back(styles);
 
     auto* clw = new CPBlock(L"custom_lineweight_table");
     for (int k = 0; k < CCustomLineweightTable::kSize; ++k)
         ok = writeCLW(*clw, k) && ok;
-    if (!root.add(clw)) {
-        delete clw;
-        ok = false;
+    known.push_back(clw);
+
+    // A root that already holds one of the table's keys cannot take the table.
+    for (const CPItem* item : known)
+        ok = ok && !root.find(item->name().c_str(), item->kind());
+    if (!ok) {
+        for (CPItem* item : known)
+            delete item;
+        return false;
     }
-    return ok;
+    // The keys and blocks of other writers go back where they stood.
+    m_foreign.weave(root, known);
+    return true;
 }
 
 bool CPlotStyleTable::initCLW(const CPBlock& block, OdString* error) {
@@ -389,9 +439,23 @@ bool CPlotStyleTable::init(CPIAParser& parser, OdString* error) {
     // lives in its own allocation) while the list grows.
     std::unordered_map<std::wstring_view, const CPItem*> seen;
     seen.reserve(count);
+    // The number each block is named by, while all are numbers 0..count-1 each
+    // used once; cleared at the first that is not.
+    std::vector<size_t> numbers;
+    std::vector<bool> numberUsed(count, false);
+    numbers.reserve(count);
+    bool numbered = true;
     for (const CPItem* item : styles->items()) {
         if (item->kind() != kPBlock)
             continue;
+        if (numbered) {
+            const size_t n = blockNumber(item->name());
+            numbered = n < count && !numberUsed[n];
+            if (numbered) {
+                numberUsed[n] = true;
+                numbers.push_back(n);
+            }
+        }
         auto s = std::make_unique<CPlotStyle>();
         OdString badKey;
         const auto& block = *static_cast<const CPBlock*>(item);
@@ -410,6 +474,15 @@ bool CPlotStyleTable::init(CPIAParser& parser, OdString* error) {
             return false;
         }
         m_styles.push_back(std::move(s));
+    }
+    // Blocks named 0..n-1 out of order (a newer writer stores them in the order of
+    // its hash table) stand for the styles in the order of their numbers: colour
+    // k is the block named k-1, not the k-th block.
+    if (numbered && !std::is_sorted(numbers.begin(), numbers.end())) {
+        std::vector<std::unique_ptr<CPlotStyle>> ordered(m_styles.size());
+        for (size_t i = 0; i < m_styles.size(); ++i)
+            ordered[numbers[i]] = std::move(m_styles[i]);
+        m_styles.swap(ordered);
     }
 
     const CPBlock* aci = r.findBlock(L"aci_table");
@@ -440,6 +513,8 @@ bool CPlotStyleTable::init(CPIAParser& parser, OdString* error) {
     if (const CPBlock* clw = r.findBlock(L"custom_lineweight_table"))
         if (!initCLW(*clw, error))
             return false;
+    m_foreign.clear();
+    m_foreign.collect(r, [](const CPItem& item) { return isTableKey(item.name(), item.kind()); });
     return true;
 }
 
@@ -491,11 +566,32 @@ CPlotStyleTable* CPlotStyleTable::read(const wchar_t* path) {
 }
 
 bool CPlotStyleTable::write(const wchar_t* path) const {
-    if (!path || !*path)
+    OdString reason;
+    if (write(path, &reason))
+        return true;
+    if (path)
+        ut::logError(kSource, "CPlotStyleTable::write", L"%ls: not written: %ls", path, reason.c_str());
+    return false;
+}
+
+bool CPlotStyleTable::write(const wchar_t* path, OdString* error, bool replaceExisting) const {
+    OdString scratch;
+    if (!error)
+        error = &scratch;
+    if (!path || !*path) {
+        *error = L"no file name";
         return false;
+    }
     CPBlock root(L"");
     if (!writeToBlock(root)) {
-        ut::logError(kSource, "CPlotStyleTable::write", L"%ls: the table cannot be laid out", path);
+        *error = L"the table cannot be laid out";
+        return false;
+    }
+    // Refused before anything is written: the file would not read back as this
+    // table, and the user's file keeps what it holds.
+    OdString why;
+    if (!CPIAFileOut::canStore(&root, &why)) {
+        *error = withStyleName(why, *this);
         return false;
     }
     CPIAFileOut out;
@@ -504,9 +600,12 @@ bool CPlotStyleTable::write(const wchar_t* path) const {
         out.setFileType(ut::FileName(OdString(path)).hasExt(L"ctb") ? CPIAFileOut::kColorTable
                                                                      : CPIAFileOut::kNamedTable);
         out.writeBlock(&root);
-        rc = out.close(path);
+        rc = out.close(path, replaceExisting);
     }
-    if (rc != 0)
-        ut::logError(kSource, "CPlotStyleTable::write", L"%ls: cannot be written (result %d)", path, rc);
+    if (rc != 0) {
+        *error = out.errorText();
+        if (error->isEmpty())
+            *error = ZlibEngine::resultText(rc);
+    }
     return rc == 0;
 }

@@ -1,4 +1,5 @@
 // File-to-file zlib engine behind the parameter-file container.
+#include <cerrno>
 #include <zlib.h>
 
 #include "plot/zlib_engine_impl.h"
@@ -44,6 +45,28 @@ int ZlibEngine::percent() const { return percentOf(m_impl->total, m_impl->stream
 
 void ZlibEngine::setOutputLimit(uint64_t bytes) { m_impl->outputLimit = bytes; }
 
+const wchar_t* ZlibEngine::resultText(int result) {
+    switch (result) {
+    case kOk: return L"done";
+    case kShortWrite: return L"the output could not be written whole";
+    case kFileError: return L"the file cannot be opened, read or written";
+    case kUserAbort: return L"aborted";
+    case kTooLarge: return L"the text inside is too large";
+    case kFileExists: return L"the file already exists";
+    case kUnstorable: return L"a value cannot be stored in the file's text format";
+    case Z_DATA_ERROR:
+    case Z_NEED_DICT: return L"compressed data is corrupt";
+    case Z_BUF_ERROR: return L"compressed data is truncated";
+    case Z_MEM_ERROR: return L"out of memory";
+    case Z_VERSION_ERROR: return L"the zlib library is incompatible";
+    default: return L"unexpected failure of the compression library";
+    }
+}
+
+OdString ZlibEngine::errorText() const { return m_impl->errorText; }
+
+void ZlibEngine::setErrorText(const OdString& text) { m_impl->errorText = text; }
+
 int ZlibEngine::doInflateInit() {
     m_impl->total = clampLength(ut::platform::fileSize(m_impl->source));
     m_impl->deflating = false;
@@ -67,6 +90,8 @@ void ZlibEngine::status(const wchar_t*) {}
 int ZlibEngine::load_input() {
     Impl& d = *m_impl;
     size_t n = d.source ? std::fread(d.in, 1, kBuf, d.source) : 0;
+    if (n == 0 && d.source && std::ferror(d.source) && !d.readError)
+        d.readError = errno ? errno : EIO;
     d.stream.next_in = d.in;
     d.stream.avail_in = uInt(n);
     return int(n);
@@ -121,15 +146,23 @@ int ZlibEngine::run(const wchar_t* source, const wchar_t* destination, bool defl
     d.stream = z_stream{};
     d.memory = memory;
 
-    // The source is opened first so that a missing source leaves the destination alone.
-    d.source = ut::platform::openFile(OdString(source), "rb");
-    if (!d.source)
+    d.errorText.empty();
+    d.readError = 0;
+    auto fileFailure = [&](ut::platform::FileStatus why) {
+        d.errorText = OdString(ut::platform::describe(why));
         return kFileError;
+    };
+
+    // The source is opened first so that a missing source leaves the destination alone.
+    ut::platform::FileStatus why = ut::platform::FileStatus::Ok;
+    d.source = ut::platform::openFile(OdString(source), "rb", &why);
+    if (!d.source)
+        return fileFailure(why);
     if (!memory) {
-        d.destination = ut::platform::openFile(OdString(destination), "wb");
+        d.destination = ut::platform::openFile(OdString(destination), "wb", &why);
         if (!d.destination) {
             closeFiles();
-            return kFileError;
+            return fileFailure(why);
         }
         // The engine writes whole buffers itself; unbuffered output reports a full
         // disk at the write that failed rather than at close.
@@ -171,8 +204,16 @@ int ZlibEngine::run(const wchar_t* source, const wchar_t* destination, bool defl
 
     progress(percent());
     endStream();
+    // A read that failed looked like the end of the input to the loop above.
+    const int readError = d.readError;
     if (!closeFiles() && !d.abort && (d.result == Z_OK || d.result == Z_STREAM_END))
         d.result = kShortWrite;
+    if (readError && !d.abort) {
+        status(L"Zlib Error");
+        return fileFailure(ut::platform::statusFromErrno(readError));
+    }
+    if (static_cast<unsigned>(d.result) > 1u && !d.abort && d.errorText.isEmpty())
+        d.errorText = resultText(d.result);
 
     if (d.abort) {
         status(L"User Abort");

@@ -28,6 +28,11 @@ struct ZlibEngine::Impl {
     // filling the disk.
     uint64_t outputLimit = UINT64_MAX;
     uint64_t written = 0;
+    // errno of a failed read of the source (0: none), which the run would
+    // otherwise take for the end of the input.
+    int readError = 0;
+    // Why the last run failed, for errorText; empty when it did not.
+    OdString errorText;
 };
 
 namespace pia {

@@ -1,0 +1,221 @@
+// The tool and the files of its users: commands that create a file never replace
+// one without --force, never write over their input and never read what is not a
+// regular file; failures are one line that names the file and the reason; names
+// that are not UTF-8 work, and JSON output stays UTF-8; output people read.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "platform/codepage.h"
+#include "platform/files.h"
+#include "plotstyletable.h"
+#include "test_support.h"
+
+using namespace testing_support;
+namespace fs = std::filesystem;
+
+namespace {
+
+size_t lineCount(const std::string& text) { return size_t(std::count(text.begin(), text.end(), '\n')); }
+
+bool contains(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
+
+// Sets an environment variable for the lifetime of the object (the tool inherits it).
+struct EnvGuard {
+    EnvGuard(const char* name, const char* value) : name(name) { setenv(name, value, 1); }
+    ~EnvGuard() { unsetenv(name); }
+    const char* name;
+};
+
+} // namespace
+
+TEST(ToolFiles, CreatingCommandsNeverReplaceOrReadWhatTheyShouldNot) {
+    TempDir dir;
+    writeFile(dir.file("table.ctb"), readFile(dataFile("color-dependent-factory.ctb")));
+    writeFile(dir.file("text.txt"), "description=\"x\nplot_style{\n}\n");
+    writeFile(dir.file("plain"), "some plain text");
+    fs::create_directory(dir.file("folder"));
+    struct Command {
+        const char* name;
+        std::string input; // empty: the command reads no file
+        std::function<std::vector<std::string>(const std::string& in, const std::string& out)> args;
+    };
+    const Command commands[] = {
+        {"style new", "", [](auto&, auto& out) { return std::vector<std::string>{"style", "new", "ctb", out}; }},
+        {"style convert", "table.ctb",
+         [](auto& in, auto& out) { return std::vector<std::string>{"style", "convert", in, out}; }},
+        {"style render", "table.ctb",
+         [](auto& in, auto& out) { return std::vector<std::string>{"style", "render", in, out}; }},
+        {"pia pack", "text.txt",
+         [](auto& in, auto& out) { return std::vector<std::string>{"pia", "pack", in, out, "--kind", "ctb"}; }},
+        {"cipher encode", "plain",
+         [](auto& in, auto& out) {
+             return std::vector<std::string>{"cipher", "encode", "--key-hex", "0011", in, out};
+         }},
+    };
+    const auto with = [](std::vector<std::string> args, const char* flag) {
+        args.push_back(flag);
+        return args;
+    };
+    for (const Command& c : commands) {
+        SCOPED_TRACE(c.name);
+        const std::string in = c.input.empty() ? std::string() : dir.file(c.input);
+        const std::string out = dir.file("existing");
+        std::string err;
+
+        // An existing file is replaced only with --force.
+        writeFile(out, "keep me");
+        EXPECT_EQ(1, runTool(c.args(in, out), nullptr, &err));
+        EXPECT_EQ(out + ": already exists (--force replaces it)\n", err.substr(err.find(' ') + 1));
+        EXPECT_EQ("keep me", readFile(out));
+        EXPECT_EQ(0, runTool(with(c.args(in, out), "--force"), nullptr, &err)) << err;
+        EXPECT_NE("keep me", readFile(out));
+        std::remove(out.c_str());
+        if (in.empty())
+            continue;
+
+        // The output is never the input, under its own name or through a link,
+        // --force or not.
+        const std::string original = readFile(in);
+        fs::create_symlink(in, dir.file("link"));
+        for (const std::string& same : {in, dir.file("link")}) {
+            EXPECT_EQ(1, runTool(with(c.args(in, same), "--force"), nullptr, &err));
+            EXPECT_TRUE(contains(err, "is the input")) << err;
+            EXPECT_EQ(original, readFile(in));
+        }
+        fs::remove(dir.file("link"));
+
+        // An input that is no regular file is refused before anything is written.
+        EXPECT_EQ(1, runTool(c.args(dir.file("folder"), out), nullptr, &err));
+        EXPECT_EQ(dir.file("folder") + ": is a directory\n", err.substr(err.find(' ') + 1));
+        EXPECT_FALSE(fs::exists(out));
+    }
+    EXPECT_EQ((std::vector<std::string>{"folder", "plain", "table.ctb", "text.txt"}), dir.entries())
+        << "nothing left behind";
+}
+
+TEST(ToolFiles, FailuresAreOneLineNamingTheFileAndWhy) {
+    TempDir dir;
+    fs::create_directory(dir.file("folder"));
+    writeFile(dir.file("words.stb"), "not a table at all, and longer than a header would be: sixty bytes");
+    std::string corrupt = readFile(dataFile("named-small.stb"));
+    corrupt.replace(100, 30, std::string(30, 'x'));
+    writeFile(dir.file("corrupt.stb"), corrupt);
+    const std::string table = dir.file("table.stb");
+    writeFile(table, readFile(dataFile("named-small.stb")));
+    const std::string original = readFile(table);
+    EnvGuard page("DRUTILS_ANSI_CODEPAGE", "1252");
+    struct Row {
+        std::vector<std::string> args;
+        std::string file, why;
+    };
+    const Row rows[] = {
+        // files that cannot be read, each for its own reason
+        {{"style", "show", dir.file("missing.stb")}, dir.file("missing.stb"), "no such file"},
+        {{"style", "show", dir.file("folder")}, dir.file("folder"), "is a directory"},
+        {{"pia", "cat", dir.file("words.stb")}, dir.file("words.stb"), "not a parameter file"},
+        {{"style", "set", dir.file("corrupt.stb"), "#0", "screen=5"}, dir.file("corrupt.stb"),
+         "compressed data is corrupt"},
+        {{"pc3", "show", dir.file("missing.pc3")}, dir.file("missing.pc3"), "no such file"},
+        {{"pmp", "show", dir.file("folder")}, dir.file("folder"), "is a directory"},
+        // values the file cannot hold: refused, naming the style and why
+        {{"style", "set", table, "#1", "description=Pens {A3}"}, table, "holds \"{\""},
+        {{"style", "set", table, "#1", "description=two\nlines"}, table, "line break"},
+        {{"style", "set", table, "#1", "description=" + std::string(600, 'd')}, table, "too long for a line"},
+        {{"style", "set", table, "#1", "name=\xe6\x97\xa5\xe6\x9c\xac\xe8\xaa\x9e"}, table,
+         "has no form in code page 1252, in which the file is written; DRUTILS_ANSI_CODEPAGE chooses another"},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.args[0] + " " + row.args[1] + " " + row.why);
+        std::string out, err;
+        EXPECT_EQ(1, runTool(row.args, &out, &err));
+        EXPECT_EQ(1u, lineCount(err)) << err;
+        EXPECT_TRUE(contains(err, row.file)) << err;
+        EXPECT_TRUE(contains(err, row.why)) << err;
+        EXPECT_FALSE(contains(err, "result")) << err;
+    }
+    EXPECT_EQ(original, readFile(table));
+}
+
+TEST(ToolFiles, NamesThatAreNotUtf8) {
+    TempDir dir;
+    const std::string table = dir.file("caf\xe9.stb"), drawing = dir.file("caf\xe9.dwg");
+    writeFile(table, readFile(dataFile("named-small.stb")));
+    writeFile(drawing, "x");
+    // The JSON forms escape the byte as \udce9, the text forms print it as given.
+    const struct {
+        std::vector<std::string> args;
+        std::string expected;
+    } rows[] = {
+        {{"path", "info", "--json", table}, "\"full_name\":\"caf\\udce9.stb\""},
+        {{"style", "show", "--json", table}, "caf\\udce9.stb"},
+        {{"pia", "check", "--json", table}, "caf\\udce9.stb\",\"ok\":true"},
+        {{"lock", "status", "--json", drawing}, "\"state\":\"free\""},
+        {{"style", "show", table}, "file:        " + table + "\n"},
+        {{"style", "set", table, "#1", "screen=50"}, "1 style changed"},
+        {{"pia", "check", table}, table + ": OK\n"},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.args[0] + " " + row.args[1]);
+        std::string out, err;
+        EXPECT_EQ(0, runTool(row.args, &out, &err)) << err;
+        EXPECT_TRUE(contains(out, row.expected)) << out;
+        if (row.args[2] == "--json") {
+            EXPECT_TRUE(ut::platform::isValidUtf8(out)) << out;
+        }
+    }
+}
+
+TEST(ToolFiles, OutputPeopleRead) {
+    TempDir dir;
+    std::string out, err, help;
+
+    // Columns stay in line for long and non-ASCII names: counted in characters.
+    std::unique_ptr<CPlotStyleTable> t(CPlotStyleTable::create(false));
+    ASSERT_EQ(1, t->addStyle(W("Gr\xc3\xb6\xc3\x9f" "e \xc3\xbc").c_str(), 0));
+    ASSERT_EQ(2, t->addStyle(W(std::string(31, 'L')).c_str(), 1));
+    ASSERT_TRUE(t->write(W(dir.file("names.stb"))));
+    ASSERT_EQ(0, runTool({"style", "show", dir.file("names.stb")}, &out, &err)) << err;
+    std::istringstream table(out.substr(out.find("\n#") + 1));
+    std::vector<size_t> colourColumn; // where the header's "colour" and each row's colour start
+    for (std::string line; std::getline(table, line);)
+        colourColumn.push_back(ut::platform::utf8ToWide(line).find(colourColumn.empty() ? L"colour" : L"object"));
+    ASSERT_EQ(4u, colourColumn.size()) << out;
+    EXPECT_EQ(std::vector<size_t>(4, colourColumn[0]), colourColumn) << out;
+
+    // "help" as a group's command is its --help.
+    for (const std::vector<std::string>& args : {std::vector<std::string>{"style"}, {"style", "set"}, {"lock"}}) {
+        std::vector<std::string> asHelp = args, asFlag = args;
+        asHelp.insert(asHelp.begin() + 1, "help");
+        asFlag.push_back("--help");
+        EXPECT_EQ(0, runTool(asHelp, &help));
+        EXPECT_EQ(0, runTool(asFlag, &out));
+        EXPECT_EQ(out, help);
+    }
+
+    // Wrong usage: status 2, nothing on standard output, the reason on standard
+    // error; --json where it would be ignored is wrong usage too.
+    writeFile(dir.file("plain"), "x");
+    const std::vector<std::string> wrong[] = {
+        {},
+        {"style"},
+        {"style", "frobnicate"},
+        {"pia", "pack", dir.file("plain")},
+        {"cipher", "encode", "--key-hex", "0011", "--json", dir.file("plain")},
+        {"pc3", "custom", dataFile("printer-hpgl-raw-device-data.pc3"), "get", "x", "--json"},
+        {"style", "render", "--json", dir.file("names.stb"), dir.file("x.svg")},
+    };
+    for (const auto& args : wrong) {
+        SCOPED_TRACE(args.empty() ? std::string("(none)") : args.back());
+        EXPECT_EQ(2, runTool(args, &out, &err));
+        EXPECT_EQ("", out);
+        EXPECT_FALSE(err.empty());
+    }
+}
