@@ -18,3 +18,9 @@
 #include "ut_messages.h"
 #include "ut_strings.h"
 #include "ut_taskqueue.h"
+// The settings store's headers name toolkit types (wxString, wxRect, ...); they
+// come in when the toolkit's headers are on the include path.
+#if __has_include(<wx/string.h>)
+#include "ut_config.h"
+#include "ut_registry.h"
+#endif

@@ -12,3 +12,6 @@ int runPmp(cli::Args& args);
 int runMsg(cli::Args& args);
 int runLock(cli::Args& args);
 int runStyle(cli::Args& args);
+int runConfig(cli::Args& args);
+int runReg(cli::Args& args);
+int runProfile(cli::Args& args);

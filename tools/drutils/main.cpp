@@ -33,6 +33,10 @@ const Group kGroups[] = {
     {"msg", "prompt and error texts, the drawing SDK's numbered messages", runMsg},
     {"lock", "drawing locks: status, hold, clear", runLock},
     {"style", "plot style tables: show, new, convert, set, render", runStyle},
+    {"config", "settings by group and key: get, set, list, delete", runConfig},
+    {"reg", "registry files: export a group, import a file", runReg},
+    {"profile", "user profiles: list, current, use, create, copy, rename, delete, describe, export, import",
+     runProfile},
 };
 
 void printHelp() {
