@@ -94,12 +94,29 @@ std::wstring formatG(double v) {
 // The process-wide object, created on first need.
 struct ConfigAccess : Config {
     static wxConfigBase* get() {
-        initBase();
+        if (!s_pConfigBase)
+            initBase();
         return s_pConfigBase;
     }
+    // The key path of every group, composed once per change of the bases.
+    static const OdString* groupPath(ECfgGroup group);
+    static void invalidate();
 };
 
 wxConfigBase* object() { return ConfigAccess::get(); }
+
+// An entry's full key as the configuration object takes it, built without
+// detours (reads are frequent); empty for an unknown group.
+wxString entryKey(ECfgGroup group, const OdString& key) {
+    const OdString* base = ConfigAccess::groupPath(group);
+    wxString k;
+    if (!base)
+        return k;
+    k.reserve(size_t(base->getLength() + key.getLength()));
+    k.append(base->c_str(), size_t(base->getLength()));
+    k.append(key.c_str(), size_t(key.getLength()));
+    return k;
+}
 
 // Sets the configuration object's path for the lifetime of the guard.
 class PathGuard {
@@ -202,11 +219,13 @@ void Config::initPaths() {
     s_productPath.replace(L'\\', L'/');
     s_versionBase = versionRoot(kCfgPathConfig) + L"/";
     s_languageBase = languageRoot(kCfgPathConfig) + L"/";
+    ConfigAccess::invalidate();
 }
 
 void Config::updatePaths() {
     s_profileBase = currentProfileRoot(kCfgPathConfig) + L"/";
     s_profileConfigBase = s_profileBase + L"Config/";
+    ConfigAccess::invalidate();
 }
 
 void Config::initProfile(const OdString& name) {
@@ -289,51 +308,72 @@ OdString Config::communicatorRoot(ECfgPathType type) {
     return companyRoot(type) + separator(type) + kCommunicator + separator(type) + currentVersion();
 }
 
-OdString Config::keyPath(ECfgGroup group) {
+namespace {
+
+OdString g_groupPaths[32];
+bool g_groupPathsValid = false;
+
+} // namespace
+
+void ConfigAccess::invalidate() { g_groupPathsValid = false; }
+
+const OdString* ConfigAccess::groupPath(ECfgGroup group) {
     if (s_languageBase.isEmpty())
         initPaths();
     if (s_profileBase.isEmpty())
         updatePaths();
-    const OdString& L = s_languageBase;
-    const OdString& P = s_profileBase;
-    const OdString& C = s_profileConfigBase;
-    switch (int(group)) {
-    case kCfgProduct: return L"/";
-    case kCfgVersion: return s_versionBase;
-    case kCfgLanguage: return L;
-    case kCfgProfile: return P;
-    case kCfgAddins: return L + L"Addins/";
-    case kCfgApplications: return L + L"Applications/";
-    case kCfgConfig: return C;
-    case kCfgDialogs: return P + L"Dialogs/";
-    case kCfgEnvironment: return L + L"Environment/";
-    case kCfgETransmit: return L + L"eTransmit/Standard/";
-    case kCfgMenus: return P + L"Menus/";
-    case kCfgMLeader: return P + L"MLeader/";
-    case kCfgPlot: return C + L"Plot/";
-    case kCfgProfiles: return L + L"Profiles/";
-    case kCfgProjectSettings: return P + L"Project Settings/";
-    case kCfgRecentPaths: return P + L"Recent Paths/";
-    case kCfgSettings: return L + L"Settings/";
-    case kCfgSetup: return L + L"Setup/";
-    case kCfgStatusBar: return P + L"StatusBar/";
-    case kCfgTablet: return C + L"Tablet/";
-    case kCfgTest: return L + L"TEST/";
-    case kCfgToolbars: return P + L"Toolbars/";
-    case kCfgTPSettings: return P + L"TPSettings/";
-    case kCfgUser: return L + L"User/";
-    case kCfgWindows: return P + L"Windows/";
-    case kCfgWorksets: return P + L"Worksets/";
-    case kCfgQuad: return P + L"Quad/";
-    case kCfgPropertiesBar: return P + L"Properties Bar/";
-    case kCfg3dMouseMenu: return P + L"3dMouseMenu/";
-    case kCfgTipContext: return P + L"TipContext/";
-    case kCfgMapConnections: return P + L"Map Connections/";
-    case kCfgLanguageWindows: return L + L"Windows/";
-    default:
+    if (int(group) < 0 || int(group) >= 32) {
         logError(kSource, "ut::Config::keyPath", L"Unknown configuration group (%d)", int(group));
-        return OdString();
+        return nullptr;
     }
+    if (!g_groupPathsValid) {
+        const OdString& L = s_languageBase;
+        const OdString& P = s_profileBase;
+        const OdString& C = s_profileConfigBase;
+        const OdString paths[32] = {
+            L"/",                         // product
+            s_versionBase,                // version
+            L,                            // language
+            P,                            // current profile
+            L + L"Addins/",               //
+            L + L"Applications/",         //
+            C,                            // the profile's Config
+            P + L"Dialogs/",              //
+            L + L"Environment/",          //
+            L + L"eTransmit/Standard/",   //
+            P + L"Menus/",                //
+            P + L"MLeader/",              //
+            C + L"Plot/",                 //
+            L + L"Profiles/",             // the list of profiles
+            P + L"Project Settings/",     //
+            P + L"Recent Paths/",         //
+            L + L"Settings/",             //
+            L + L"Setup/",                //
+            P + L"StatusBar/",            //
+            C + L"Tablet/",               //
+            L + L"TEST/",                 //
+            P + L"Toolbars/",             //
+            P + L"TPSettings/",           //
+            L + L"User/",                 //
+            P + L"Windows/",              // per profile
+            P + L"Worksets/",             //
+            P + L"Quad/",                 //
+            P + L"Properties Bar/",       //
+            P + L"3dMouseMenu/",          //
+            P + L"TipContext/",           //
+            P + L"Map Connections/",      //
+            L + L"Windows/",              // per language, outside profiles
+        };
+        for (int i = 0; i < 32; ++i)
+            g_groupPaths[i] = paths[i];
+        g_groupPathsValid = true;
+    }
+    return &g_groupPaths[int(group)];
+}
+
+OdString Config::keyPath(ECfgGroup group) {
+    const OdString* path = ConfigAccess::groupPath(group);
+    return path ? *path : OdString();
 }
 
 OdString Config::keyPath(ECfgGroup group, const OdString& sub) {
@@ -422,41 +462,61 @@ ECfgType Config::entryType(ECfgGroup group, const OdString& key) {
 
 namespace {
 
-bool readText(const OdString& path, wxString& text) {
+bool readText(const wxString& key, wxString& text) {
     wxConfigBase* c = object();
-    return !path.isEmpty() && c && c->Read(wx(path), &text);
+    return !key.empty() && c && c->Read(key, &text);
 }
 
-} // namespace
-
-bool Config::read(ECfgGroup group, const OdString& key, bool& value) {
-    const OdString path = keyPath(group, key);
+template <class T> bool readAs(const wxString& key, T& value) {
     wxConfigBase* c = object();
-    bool v = false;
-    if (path.isEmpty() || !c || !c->Read(wx(path), &v))
+    T v{};
+    if (key.empty() || !c || !c->Read(key, &v))
         return false;
     value = v;
     return true;
 }
 
+bool readString(const wxString& key, OdString& value) {
+    wxString text;
+    if (!readText(key, text))
+        return false;
+    value = od(text);
+    return true;
+}
+
+bool readBinary(const wxString& key, wxMemoryBuffer& value) {
+    wxConfigBase* c = object();
+    wxMemoryBuffer v;
+    if (key.empty() || !c || !c->Read(key, &v))
+        return false;
+    value = v;
+    return true;
+}
+
+} // namespace
+
+bool Config::read(ECfgGroup group, const OdString& key, bool& value) { return readAs(entryKey(group, key), value); }
+
 bool Config::read(ECfgGroup group, const OdString& key, short& value) {
     long v = 0;
-    if (!read(group, key, v))
+    if (!readAs(entryKey(group, key), v))
         return false;
     value = static_cast<short>(v);
     return true;
 }
 
-bool Config::read(ECfgGroup group, const OdString& key, long& value) { return read(keyPath(group, key), value); }
+bool Config::read(ECfgGroup group, const OdString& key, long& value) { return readAs(entryKey(group, key), value); }
 
-bool Config::read(ECfgGroup group, const OdString& key, OdString& value) { return read(keyPath(group, key), value); }
+bool Config::read(ECfgGroup group, const OdString& key, OdString& value) {
+    return readString(entryKey(group, key), value);
+}
 
-bool Config::read(ECfgGroup group, const OdString& key, double& value) { return read(keyPath(group, key), value); }
+bool Config::read(ECfgGroup group, const OdString& key, double& value) { return readAs(entryKey(group, key), value); }
 
 bool Config::read(ECfgGroup group, const OdString& key, tagPOINT& value) {
     wxString text;
     long v[2];
-    if (!readText(keyPath(group, key), text) || !splitInts(text, 2, v))
+    if (!readText(entryKey(group, key), text) || !splitInts(text, 2, v))
         return false;
     value.x = int32_t(v[0]);
     value.y = int32_t(v[1]);
@@ -466,7 +526,7 @@ bool Config::read(ECfgGroup group, const OdString& key, tagPOINT& value) {
 bool Config::read(ECfgGroup group, const OdString& key, tagRECT& value) {
     wxString text;
     long v[4];
-    if (!readText(keyPath(group, key), text) || !splitInts(text, 4, v))
+    if (!readText(entryKey(group, key), text) || !splitInts(text, 4, v))
         return false;
     value.left = int32_t(v[0]);
     value.top = int32_t(v[1]);
@@ -478,7 +538,7 @@ bool Config::read(ECfgGroup group, const OdString& key, tagRECT& value) {
 bool Config::read(ECfgGroup group, const OdString& key, wxRect& value) {
     wxString text;
     long v[4];
-    if (!readText(keyPath(group, key), text) || !splitInts(text, 4, v))
+    if (!readText(entryKey(group, key), text) || !splitInts(text, 4, v))
         return false;
     value = wxRect(int(v[0]), int(v[1]), int(v[2]), int(v[3]));
     return true;
@@ -487,7 +547,7 @@ bool Config::read(ECfgGroup group, const OdString& key, wxRect& value) {
 bool Config::read(ECfgGroup group, const OdString& key, wxPoint& value) {
     wxString text;
     long v[2];
-    if (!readText(keyPath(group, key), text) || !splitInts(text, 2, v))
+    if (!readText(entryKey(group, key), text) || !splitInts(text, 2, v))
         return false;
     value = wxPoint(int(v[0]), int(v[1]));
     return true;
@@ -496,7 +556,7 @@ bool Config::read(ECfgGroup group, const OdString& key, wxPoint& value) {
 bool Config::read(ECfgGroup group, const OdString& key, wxSize& value) {
     wxString text;
     long v[2];
-    if (!readText(keyPath(group, key), text) || !splitInts(text, 2, v))
+    if (!readText(entryKey(group, key), text) || !splitInts(text, 2, v))
         return false;
     value = wxSize(int(v[0]), int(v[1]));
     return true;
@@ -505,7 +565,7 @@ bool Config::read(ECfgGroup group, const OdString& key, wxSize& value) {
 bool Config::read(ECfgGroup group, const OdString& key, OdGePoint2d& value) {
     wxString text;
     double v[2];
-    if (!readText(keyPath(group, key), text) || !splitReals(text, 2, v))
+    if (!readText(entryKey(group, key), text) || !splitReals(text, 2, v))
         return false;
     value = OdGePoint2d(v[0], v[1]);
     return true;
@@ -514,76 +574,49 @@ bool Config::read(ECfgGroup group, const OdString& key, OdGePoint2d& value) {
 bool Config::read(ECfgGroup group, const OdString& key, OdGePoint3d& value) {
     wxString text;
     double v[3];
-    if (!readText(keyPath(group, key), text) || !splitReals(text, 3, v))
+    if (!readText(entryKey(group, key), text) || !splitReals(text, 3, v))
         return false;
     value = OdGePoint3d(v[0], v[1], v[2]);
     return true;
 }
 
 bool Config::read(ECfgGroup group, const OdString& key, wxMemoryBuffer& value) {
-    return read(keyPath(group, key), value);
+    return readBinary(entryKey(group, key), value);
 }
 
-bool Config::read(const OdString& path, long& value) {
-    wxConfigBase* c = object();
-    long v = 0;
-    if (path.isEmpty() || !c || !c->Read(wx(path), &v))
-        return false;
-    value = v;
-    return true;
-}
+bool Config::read(const OdString& path, long& value) { return readAs(wx(path), value); }
 
-bool Config::read(const OdString& path, double& value) {
-    wxConfigBase* c = object();
-    double v = 0;
-    if (path.isEmpty() || !c || !c->Read(wx(path), &v))
-        return false;
-    value = v;
-    return true;
-}
+bool Config::read(const OdString& path, double& value) { return readAs(wx(path), value); }
 
-bool Config::read(const OdString& path, wxMemoryBuffer& value) {
-    wxConfigBase* c = object();
-    wxMemoryBuffer v;
-    if (path.isEmpty() || !c || !c->Read(wx(path), &v))
-        return false;
-    value = v;
-    return true;
-}
+bool Config::read(const OdString& path, wxMemoryBuffer& value) { return readBinary(wx(path), value); }
 
-bool Config::read(const OdString& path, OdString& value) {
-    wxString text;
-    if (!readText(path, text))
-        return false;
-    value = od(text);
-    return true;
-}
+bool Config::read(const OdString& path, OdString& value) { return readString(wx(path), value); }
 
 // ---- writes ----
 
 namespace {
 
-template <class T> bool writeAt(const OdString& path, const T& value) {
+template <class T> bool writeAt(const wxString& key, const T& value) {
     wxConfigBase* c = object();
-    return !path.isEmpty() && c && c->Write(wx(path), value);
+    return !key.empty() && c && c->Write(key, value);
 }
 
 } // namespace
 
-bool Config::writeBool(ECfgGroup group, const OdString& key, bool value) { return writeAt(keyPath(group, key), value); }
+bool Config::writeBool(ECfgGroup group, const OdString& key, bool value) { return writeAt(entryKey(group, key), value); }
 
 bool Config::writeShort(ECfgGroup group, const OdString& key, short value) {
-    return writeAt(keyPath(group, key), long(value));
+    return writeAt(entryKey(group, key), long(value));
 }
 
-bool Config::writeLong(ECfgGroup group, const OdString& key, long value) { return writeAt(keyPath(group, key), value); }
+bool Config::writeLong(ECfgGroup group, const OdString& key, long value) { return writeAt(entryKey(group, key), value); }
 
 bool Config::writeString(ECfgGroup group, const OdString& key, const OdString& value) {
-    return writeAt(keyPath(group, key), wx(value));
+    return writeAt(entryKey(group, key), wx(value));
 }
 
 bool Config::writeDouble(ECfgGroup group, const OdString& key, double value) {
-    return writeAt(keyPath(group, key), value);
+    return writeAt(entryKey(group, key), value);
 }
 
 bool Config::writeSize(ECfgGroup group, const OdString& key, const wxSize& value) {
@@ -613,16 +646,20 @@ bool Config::writePoint(ECfgGroup group, const OdString& key, const OdGePoint3d&
 }
 
 bool Config::writeBinary(ECfgGroup group, const OdString& key, const wxMemoryBuffer& value) {
-    return writeAt(keyPath(group, key), value);
+    return writeAt(entryKey(group, key), value);
 }
 
-bool Config::writeLong(const OdString& path, long value) { return writeAt(path, value); }
+bool Config::writeLong(const OdString& path, long value) { return !path.isEmpty() && writeAt(wx(path), value); }
 
-bool Config::writeDouble(const OdString& path, double value) { return writeAt(path, value); }
+bool Config::writeDouble(const OdString& path, double value) { return !path.isEmpty() && writeAt(wx(path), value); }
 
-bool Config::writeBinary(const OdString& path, const wxMemoryBuffer& value) { return writeAt(path, value); }
+bool Config::writeBinary(const OdString& path, const wxMemoryBuffer& value) {
+    return !path.isEmpty() && writeAt(wx(path), value);
+}
 
-bool Config::writeString(const OdString& path, const OdString& value) { return writeAt(path, wx(value)); }
+bool Config::writeString(const OdString& path, const OdString& value) {
+    return !path.isEmpty() && writeAt(wx(path), wx(value));
+}
 
 // ---- structure ----
 

@@ -132,30 +132,36 @@ RegKeyPath RegConfig::KeyOf(const wxString& groupPath) const {
 }
 
 const RegKeyPath& RegConfig::resolveEntry(const wxString& key, std::wstring& name) const {
+    const wchar_t* text = key.wc_str();
+    const size_t length = key.length();
     const size_t slash = key.rfind(L'/');
     if (slash == wxString::npos) {
-        name = key.ToStdWstring();
+        name.assign(text, length);
         return m_current;
     }
-    name = key.ToStdWstring().substr(slash + 1);
-    // The group part as an absolute text, which is what the memo is keyed by.
-    std::wstring group;
-    if (key[0] == L'/') {
-        group.assign(key.wc_str(), slash == 0 ? 1 : slash);
+    name.assign(text + slash + 1, length - slash - 1);
+    // The group part as an absolute text, which is what the memo is keyed by;
+    // an absolute key is compared where it stands, without a copy.
+    std::wstring relative;
+    std::wstring_view group;
+    if (text[0] == L'/') {
+        group = std::wstring_view(text, slash == 0 ? 1 : slash);
     } else {
-        group = m_path.ToStdWstring();
-        group += L'/';
-        group.append(key.wc_str(), slash);
+        relative = m_path.ToStdWstring();
+        relative += L'/';
+        relative.append(text, slash);
+        group = relative;
     }
-    for (auto& [text, resolved] : m_resolved)
-        if (text == group)
+    for (auto& [memo, resolved] : m_resolved)
+        if (memo == group)
             return resolved;
+    const wxString groupText(group.data(), group.size());
     if (m_resolved.size() < kResolvedSlots) {
-        m_resolved.emplace_back(group, KeyOf(group));
+        m_resolved.emplace_back(std::wstring(group), KeyOf(groupText));
         return m_resolved.back().second;
     }
     auto& slot = m_resolved[m_nextSlot++ % kResolvedSlots];
-    slot = {group, KeyOf(group)};
+    slot = {std::wstring(group), KeyOf(groupText)};
     return slot.second;
 }
 

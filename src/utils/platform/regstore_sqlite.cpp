@@ -224,6 +224,8 @@ enum Stmt {
     kDeleteTreeKeys,
     kDeleteChildKeys,
     kDataVersion,
+    kBeginWrite,
+    kCommit,
     kStmtCount
 };
 
@@ -247,6 +249,8 @@ const char* const kStmtText[kStmtCount] = {
     "WITH RECURSIVE t(id) AS (SELECT id FROM keys WHERE parent = ?1 UNION ALL"
     " SELECT k.id FROM keys k JOIN t ON k.parent = t.id) DELETE FROM keys WHERE id IN t",
     "PRAGMA data_version",
+    "BEGIN IMMEDIATE",
+    "COMMIT",
 };
 
 // Resets a statement when it goes out of scope, so that no read transaction is
@@ -301,10 +305,9 @@ const char* describe(RegStatus status) {
     return "failed";
 }
 
-std::wstring foldName(std::wstring_view name) {
-    std::wstring out(name);
+static void foldInPlace(std::wstring& text) {
     bool ascii = true;
-    for (wchar_t& c : out) {
+    for (wchar_t& c : text) {
         if (c >= L'a' && c <= L'z')
             c = wchar_t(c - (L'a' - L'A'));
         else if (static_cast<uint32_t>(c) >= 0x80)
@@ -312,11 +315,16 @@ std::wstring foldName(std::wstring_view name) {
     }
     if (!ascii) {
         if (locale_t loc = foldLocale()) {
-            for (wchar_t& c : out)
+            for (wchar_t& c : text)
                 if (static_cast<uint32_t>(c) >= 0x80)
                     c = wchar_t(towupper_l(wint_t(c), loc));
         }
     }
+}
+
+std::wstring foldName(std::wstring_view name) {
+    std::wstring out(name);
+    foldInPlace(out);
     return out;
 }
 
@@ -426,6 +434,7 @@ struct RegStore::Impl {
     sqlite3_stmt* stmts[kStmtCount] = {};
     bool readOnly = false;
     bool closePending = false;
+    std::wstring foldBuffer;
 
     // Cache of keys by RegKeyPath::m_cacheKey. epoch changes whenever it is emptied.
     std::unordered_map<std::wstring, CachedKey> keys;
@@ -535,6 +544,12 @@ struct RegStore::Impl {
     }
 
     int exec(const char* sql) { return sqlite3_exec(db, sql, nullptr, nullptr, nullptr); }
+    // The statements of every write, prepared once.
+    int run(Stmt which) {
+        int rc = sqlite3_step(stmts[which]);
+        sqlite3_reset(stmts[which]);
+        return rc == SQLITE_DONE ? SQLITE_OK : rc;
+    }
 
     RegStatus open() {
         if (closePending) {
@@ -775,7 +790,7 @@ struct RegStore::Impl {
         if (!inTransaction()) {
             if (!own && batchTouched)
                 batchFailed = true; // the batch's transaction was rolled back under it
-            if ((rc = exec("BEGIN IMMEDIATE")) != SQLITE_OK)
+            if ((rc = run(kBeginWrite)) != SQLITE_OK)
                 return failSql(function, rc, true);
             int64_t v = 0;
             if ((rc = readDataVersion(v)) != SQLITE_OK) {
@@ -802,7 +817,7 @@ struct RegStore::Impl {
             return failSql(function, rc, true);
         }
         if (own) {
-            if ((rc = exec("COMMIT")) != SQLITE_OK) {
+            if ((rc = run(kCommit)) != SQLITE_OK) {
                 exec("ROLLBACK");
                 resetCache();
                 return failSql(function, rc, true);
@@ -1170,7 +1185,11 @@ RegStatus RegStore::getValue(const RegKeyPath& key, std::wstring_view name, RegV
         if ((rc = m_impl->loadValues(*k)) != SQLITE_OK)
             return r.failed(rc);
     }
-    auto it = k->values.find(foldName(name));
+    // Folded into a buffer kept for the purpose: reads are frequent.
+    std::wstring& folded = m_impl->foldBuffer;
+    folded.assign(name);
+    foldInPlace(folded);
+    auto it = k->values.find(folded);
     if (it == k->values.end())
         return RegStatus::NotFound;
     out = it->second.value;
