@@ -39,7 +39,7 @@ class wxWindow;
 namespace ut {
 
 // Forms of a root path (see Config::companyRoot).
-enum ECfgPathType {
+enum ECfgPathType : int {
     kCfgPathRegistry = 0,   // "Software\Corvane\Draftium\V17x64\en_US"
     kCfgPathFileSystem = 1, // "Corvane/Draftium/V17x64/en_US" (native separator)
     kCfgPathConfig = 2,     // "/V17x64/en_US" (inside the configuration object)
@@ -49,7 +49,7 @@ enum ECfgPathType {
 // The configuration groups; the comment gives each key path (V version, L
 // language, P profile, C profile + "Config/"). Groups 24 and 31 share the word
 // "Windows" at different levels.
-enum ECfgGroup {
+enum ECfgGroup : int {
     kCfgProduct = 0,          // "/"
     kCfgVersion = 1,          // V
     kCfgLanguage = 2,         // L
@@ -86,7 +86,7 @@ enum ECfgGroup {
 
 // What an entry holds. The registry has no boolean kind: booleans are stored
 // and reported as integers.
-enum ECfgType {
+enum ECfgType : int {
     kCfgTypeUnknown = 0, // absent, or a kind that the other members do not name
     kCfgTypeString = 1,  // a string (expandable strings included)
     kCfgTypeBoolean = 2,

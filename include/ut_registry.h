@@ -24,7 +24,7 @@ namespace ut {
 class RegKey;
 
 // The root keys, in this order; registry files name them "HKEY_CLASSES_ROOT\" ...
-enum ERootKey {
+enum ERootKey : int {
     kHKeyClassesRoot = 0,
     kHKeyCurrentUser = 1,
     kHKeyLocalMachine = 2,

@@ -196,9 +196,10 @@ void config_detail::fitIntoArea(wxRect& rect, const wxRect& area) {
 Config::~Config() = default;
 
 void Config::initBase() {
-    if (wxTheApp) {
-        wxTheApp->SetVendorName(kMaker);
-        wxTheApp->SetAppName(kProduct);
+    // The console application object: a program without a GUI has no wxApp.
+    if (wxAppConsole* app = wxAppConsole::GetInstance()) {
+        app->SetVendorName(kMaker);
+        app->SetAppName(kProduct);
     }
     if (s_pConfigBase)
         return;
