@@ -89,9 +89,8 @@ TEST_P(StoreContract, PathsResolveLikeTheToolkitsConfigurations) {
     EXPECT_EQ(text("c\\value"), "<none>") << "a backslash in an entry's own name is part of the name";
     config->SetPath("c\\..\\c");
     EXPECT_EQ(config->GetPath(), "/a/b/c");
-    EXPECT_EQ(config->GetPath(), "/a/b/c") << "an entry path with a group does not move the current path";
     EXPECT_EQ(text("/a/b/c/value"), "deep");
-    EXPECT_EQ(config->GetPath(), "/a/b/c");
+    EXPECT_EQ(config->GetPath(), "/a/b/c") << "an entry path with a group does not move the current path";
 
     // ".." never climbs above the root; the root is "".
     config->SetPath("/../../a");
@@ -106,6 +105,19 @@ TEST_P(StoreContract, PathsResolveLikeTheToolkitsConfigurations) {
     EXPECT_TRUE(config->HasGroup("/a/b/"));
     EXPECT_TRUE(config->HasEntry("/a/b/c/value"));
     EXPECT_FALSE(config->HasEntry("/a/b/c"));
+}
+
+TEST_P(StoreContract, AMissingGroupStaysMissingWhenItsParentAppears) {
+    // the same entry asked for before and after its parent group was made
+    ASSERT_TRUE(config->Write("/present", 1L));
+    EXPECT_EQ(text("/A/B/C/v"), "<none>");
+    ASSERT_TRUE(config->Write("/A/v", "parent's"));
+    ASSERT_TRUE(config->Write("/A/X/w", 1L));
+    EXPECT_EQ(text("/A/B/C/v"), "<none>");
+    EXPECT_FALSE(config->HasGroup("/A/B/C"));
+    ASSERT_TRUE(config->Write("/A/B/C/v", "own"));
+    EXPECT_EQ(text("/A/B/C/v"), "own");
+    EXPECT_EQ(text("/A/v"), "parent's");
 }
 
 TEST_P(StoreContract, EveryKindReadsBackAsWritten) {

@@ -441,8 +441,10 @@ struct RegStore::Impl {
     uint64_t epoch = 1;
     int64_t dataVersion = -1;
 
-    // The shared change counter (null when it could not be mapped).
+    // The shared change counter (null when it could not be mapped; read-only
+    // when the file could only be opened for reading).
     uint64_t* changes = nullptr;
+    bool changesWritable = false;
     uint64_t seenChanges = ~uint64_t(0);
     std::chrono::steady_clock::time_point lastCheck{};
 
@@ -537,8 +539,10 @@ struct RegStore::Impl {
             (void)::ftruncate(fd, page); // only ever grows it, so racing openers agree
         if (::fstat(fd, &st) == 0 && st.st_size >= long(sizeof(uint64_t))) {
             void* p = ::mmap(nullptr, size_t(page), prot, MAP_SHARED, fd, 0);
-            if (p != MAP_FAILED)
+            if (p != MAP_FAILED) {
                 changes = static_cast<uint64_t*>(p);
+                changesWritable = (prot & PROT_WRITE) != 0;
+            }
         }
         ::close(fd);
     }
@@ -558,6 +562,16 @@ struct RegStore::Impl {
         }
         if (db)
             return RegStatus::Ok;
+        const RegStatus s = openFile();
+        // Half an opening is no opening: the next call starts again.
+        if (s != RegStatus::Ok) {
+            closePending = false;
+            close();
+        }
+        return s;
+    }
+
+    RegStatus openFile() {
         static constexpr char fn[] = "ut::platform::RegStore::open";
         if (path.empty())
             return fail(fn, RegStatus::CannotOpen, "no file name", false);
@@ -573,11 +587,8 @@ struct RegStore::Impl {
         const int flags = (readOnly ? SQLITE_OPEN_READONLY : SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE) |
                           SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_EXRESCODE;
         int rc = sqlite3_open_v2(path.c_str(), &db, flags, nullptr);
-        if (rc != SQLITE_OK) {
-            RegStatus s = failSql(fn, rc, false);
-            close();
-            return s;
-        }
+        if (rc != SQLITE_OK)
+            return failSql(fn, rc, false);
         sqlite3_busy_timeout(db, kBusyTimeoutMs);
         // Prepared first: the first read of the file shows whether it is a database.
         if ((rc = exec("PRAGMA journal_mode = WAL")) != SQLITE_OK ||
@@ -605,14 +616,10 @@ struct RegStore::Impl {
             }
             version = kSchemaVersion;
         }
-        if (version != kSchemaVersion) {
-            RegStatus s = fail(fn, RegStatus::NotADatabase,
-                               "schema version " + std::to_string(version) + ", expected " +
-                                   std::to_string(kSchemaVersion),
-                               false);
-            close();
-            return s;
-        }
+        if (version != kSchemaVersion)
+            return fail(fn, RegStatus::NotADatabase,
+                        "schema version " + std::to_string(version) + ", expected " + std::to_string(kSchemaVersion),
+                        false);
         for (int i = 0; i < kStmtCount; ++i) {
             if ((rc = sqlite3_prepare_v3(db, kStmtText[i], -1, SQLITE_PREPARE_PERSISTENT, &stmts[i], nullptr)) !=
                 SQLITE_OK)
@@ -644,7 +651,7 @@ struct RegStore::Impl {
     }
 
     void bumpChanges() {
-        if (changes && !readOnly)
+        if (changes && changesWritable)
             std::atomic_ref<uint64_t>(*changes).fetch_add(1, std::memory_order_acq_rel);
     }
 
@@ -742,7 +749,12 @@ struct RegStore::Impl {
                 entry->values.clear();
             }
             if (childId == 0) {
-                key.m_store = owner, key.m_epoch = epoch, key.m_entry = entry;
+                // Remembered as missing under the whole path, never under the
+                // prefix: a prefix made later must not stand for the whole key.
+                CachedKey* whole = &keys[key.m_cacheKey];
+                if (whole->id == 0) {
+                    key.m_store = owner, key.m_epoch = epoch, key.m_entry = whole;
+                }
                 return nullptr;
             }
             id = childId;
