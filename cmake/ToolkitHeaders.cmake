@@ -5,6 +5,8 @@
 # tests/headers checks both, so a header that starts naming toolkit types goes here.
 set(DRUTILS_TOOLKIT_HEADERS
     drutils.h            # the umbrella header includes every family
+    ut_config.h          # ut::Config reads and writes wxRect, wxSize, wxMemoryBuffer...
     ut_papers.h          # ut::CustomPapers answers in wxString
     ut_printdata.h       # ut::PrintData is a wxPrintData
+    ut_registry.h        # ut::Registry reads wxMemoryBuffer, ut::escape takes wxString
 )

@@ -1,4 +1,7 @@
-// Umbrella header of libdrutils: every exported family.
+// Umbrella header of libdrutils: every exported family. Some families name toolkit
+// types (print data, settings, papers), so an application that includes this
+// header uses the package's toolkit component; one that needs only toolkit-free
+// families includes their headers alone.
 #pragma once
 
 #include "od/OdArray.h"
@@ -9,6 +12,7 @@
 #include "pia.h"
 #include "plotcfg.h"
 #include "ut_blowfish.h"
+#include "ut_config.h"
 #include "binstream.h"
 #include "plotstyle.h"
 #include "plotstyletable.h"
@@ -19,5 +23,6 @@
 #include "ut_messages.h"
 #include "ut_papers.h"
 #include "ut_printdata.h"
+#include "ut_registry.h"
 #include "ut_strings.h"
 #include "ut_taskqueue.h"

@@ -34,3 +34,24 @@ set -x
 "$tool" pc3 show "$out/laser.pc3"
 "$tool" pc3 new --force "Print As PDF" "$out/pdf.pc3"
 "$tool" pc3 apply "$out/laser.pc3"
+# Settings on a store of the example's own: a profile made, filled, copied and
+# moved through a registry file, and a profile exported by another CAD program
+# (its product prefix rewritten to this product's) imported from another version.
+export DRUTILS_REGISTRY_DB="$(cd "$out" && pwd)/registry.db"
+rm -f "$DRUTILS_REGISTRY_DB" "$DRUTILS_REGISTRY_DB"-*
+"$tool" profile create Work --description "drawing office"
+"$tool" profile use Work
+"$tool" config set --type integer Config MassPropAccuracy 4
+"$tool" config set --type rect 24 rect/Main 10,20,800,600
+"$tool" config set Setup Server '\\cad\share'
+"$tool" config list --json Config
+"$tool" config get 24 rect/Main
+"$tool" profile copy Work Home
+"$tool" profile export --force Work "$out/work.reg"
+"$tool" profile import --force "$out/work.reg" --name Laptop --description "from work.reg"
+sed 's/Software\\Autodesk\\AutoCAD\\R16\.2\\ACAD-4001:409/Software\\Corvane\\Draftium\\V16x64\\de_DE/g' \
+    tests/data/profile-export-regedit4.arg >"$out/lae.reg"
+"$tool" reg import "$out/lae.reg"
+"$tool" config get Profiles lae/UserName
+"$tool" profile list
+"$tool" reg export --force V17x64/en_US/Profiles/lae "$out/lae-export.reg"

@@ -25,7 +25,7 @@ groups=$("$tool" --list-groups | cut -f1)
 # The group rows cover each way a group's help lists its commands.
 rows=(
     "drutils st|style"
-    "drutils p|papers path pc3 pia pmp printers"
+    "drutils p|papers path pc3 pia pmp printers profile"
     "drutils cipher |decode encode"                # one usage line per command
     "drutils lock |clear hold status"              # "commands:" list, then "Exit status:"
     "drutils pc3 |apply custom new papers set show" # a "Keys of set:" section follows the list

@@ -14,6 +14,9 @@ int runPmp(cli::Args& args);
 int runMsg(cli::Args& args);
 int runLock(cli::Args& args);
 int runStyle(cli::Args& args);
+int runConfig(cli::Args& args);
+int runReg(cli::Args& args);
+int runProfile(cli::Args& args);
 
 // Printing (cmd_printing.cpp): system printers and their papers, configurations
 // made from printers and applied to print settings, custom papers.

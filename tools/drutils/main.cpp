@@ -35,6 +35,10 @@ const Group kGroups[] = {
     {"style", "plot style tables: show, new, convert, set, render", runStyle},
     {"printers", "list the system printers", runPrinters},
     {"papers", "list the papers of a system printer", runPapers},
+    {"config", "settings by group and key: get, set, list, delete", runConfig},
+    {"reg", "registry files: export a group, import a file", runReg},
+    {"profile", "user profiles: list, current, use, create, copy, rename, delete, describe, export, import",
+     runProfile},
 };
 
 // To stdout when asked for, to stderr when shown because the usage was wrong.

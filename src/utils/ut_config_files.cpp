@@ -1,0 +1,250 @@
+// ut::Config's registry files: export of a group, import below the current
+// language's key.
+#include <charconv>
+#include <cwctype>
+
+#include "platform/regstore.h"
+#include "ut_config.h"
+#include "ut_config_internal.h"
+#include "ut_filename.h"
+#include "ut_log.h"
+#include "ut_regconfig.h"
+#include "ut_regfile.h"
+
+namespace ut {
+
+namespace {
+
+using config_detail::kSource;
+
+struct ExportFlags {
+    bool expandEnv;
+    bool expandRegValues;
+};
+
+std::wstring numberText(double v) {
+    char buf[64];
+    const auto r = std::to_chars(buf, buf + sizeof buf, v, std::chars_format::general, 6);
+    return std::wstring(buf, r.ptr);
+}
+
+void exportTree(const RegConfig& config, const ExportFlags& flags, const platform::RegKeyPath& key,
+                const std::wstring& groupPath, std::vector<std::wstring>& lines) {
+    std::wstring keyLine = L"[HKEY_CURRENT_USER\\" + Config::productRoot(kCfgPathRegistry).str() + L"\\" + groupPath + L"]";
+    for (auto& c : keyLine)
+        if (c == L'/')
+            c = L'\\';
+    lines.push_back(keyLine);
+    std::vector<platform::RegValueEntry> values;
+    config.Store().values(key, values);
+    for (const auto& e : values) {
+        const platform::RegValue& v = e.value;
+        switch (v.type) {
+        case platform::kRegSz:
+        case platform::kRegExpandSz: {
+            if (v.floating) {
+                double d = 0;
+                if (wxString(v.text).ToCDouble(&d)) {
+                    regfile::addStringLine(lines, e.name, numberText(d));
+                    break;
+                }
+            }
+            wxString text(v.text);
+            if (flags.expandEnv) {
+                if (v.type == platform::kRegExpandSz && flags.expandRegValues)
+                    text = expandRegString(text);
+                text = config.ExpandEnvVars(text);
+            }
+            regfile::addStringLine(lines, e.name, text.ToStdWstring());
+            break;
+        }
+        case platform::kRegDword:
+            regfile::addDwordLine(lines, e.name, uint32_t(v.number));
+            break;
+        case platform::kRegBinary:
+            regfile::addBinaryLines(lines, e.name, v.bytes);
+            break;
+        default:
+            regfile::addStringLine(lines, e.name,
+                                   wxString::Format(L"{{Unknown type: %d}}", int(v.type)).ToStdWstring());
+            break;
+        }
+    }
+    lines.emplace_back();
+    std::vector<std::wstring> subKeys;
+    config.Store().subKeys(key, subKeys);
+    for (const auto& name : subKeys)
+        exportTree(config, flags, key.child(name), groupPath + L"/" + name, lines);
+}
+
+bool startsWithNoCase(const std::wstring& s, const std::wstring& prefix) {
+    if (s.size() < prefix.size())
+        return false;
+    for (size_t i = 0; i < prefix.size(); ++i)
+        if (std::towupper(wint_t(s[i])) != std::towupper(wint_t(prefix[i])))
+            return false;
+    return true;
+}
+
+// Puts each key of the file that lies below the product key and a version key
+// below the current language, from its "Profiles" part on. Value names are
+// taken as they stand (a "/" in one is part of the name, as in the registry),
+// so that only key lines choose where values go, and those never leave the
+// product key: ".." stops at the configuration object's root.
+class ImportSink : public regfile::Sink {
+public:
+    ImportSink(RegConfig& config, const std::wstring& prefix, const std::wstring& languageBase)
+        : m_config(config), m_prefix(prefix), m_languageBase(languageBase) {}
+
+    KeyAction keyLine(const std::wstring& line) override {
+        if (!startsWithNoCase(line, m_prefix))
+            return kNotKey;
+        std::wstring rest = line.substr(m_prefix.size());
+        if (!rest.empty() && rest.back() == L']')
+            rest.pop_back();
+        if (rest.empty() || rest[0] != L'V')
+            return kKeep;
+        const size_t at = rest.find(L"Profiles");
+        // A version key with no profile in it has no place below this language.
+        if (at == std::wstring::npos)
+            return kLeave;
+        m_config.SetPath(wxString(m_languageBase + rest.substr(at)));
+        m_key = m_config.KeyOf(m_config.GetPath());
+        // An empty key of the file is made too, as a registry editor makes it.
+        count(m_config.Store().createKey(m_key));
+        ++keys;
+        return kEnter;
+    }
+    void stringValue(const std::wstring& name, const std::wstring& text) override {
+        count(m_config.Store().setValue(m_key, name, platform::RegValue::string(text)));
+    }
+    void dwordValue(const std::wstring& name, uint32_t value) override {
+        count(m_config.Store().setValue(m_key, name, platform::RegValue::dword(int32_t(value))));
+    }
+    void binaryValue(const std::wstring& name, const std::string& bytes) override {
+        count(m_config.Store().setValue(m_key, name, platform::RegValue::binary(bytes)));
+    }
+
+    size_t keys = 0, failed = 0;
+
+private:
+    void count(platform::RegStatus s) {
+        if (s != platform::RegStatus::Ok)
+            ++failed;
+    }
+    RegConfig& m_config;
+    const std::wstring m_prefix, m_languageBase;
+    platform::RegKeyPath m_key;
+};
+
+} // namespace
+
+bool Config::exportGroup(const OdString& groupPath, const OdString& fileName, bool report) {
+    static const char fn[] = "ut::Config::exportGroup";
+    if (groupPath.isEmpty() || fileName.isEmpty()) {
+        if (report)
+            logError(kSource, fn, L"Bad arguments");
+        return false;
+    }
+    if (groupPath.getAt(0) != L'V') {
+        if (report)
+            logError(kSource, fn, L"Bad group path: %ls", groupPath.c_str());
+        return false;
+    }
+    RegConfig* config = config_detail::regConfig();
+    if (!config || !hasGroup(groupPath)) {
+        if (report)
+            logError(kSource, fn, L"Config group not found: %ls", groupPath.c_str());
+        return false;
+    }
+    std::wstring path = groupPath.str();
+    while (!path.empty() && (path.back() == L'/' || path.back() == L'\\'))
+        path.pop_back();
+    std::vector<std::wstring> lines{regfile::kHeader, L""};
+    const ExportFlags flags{config->IsExpandingEnvVars(), config->IsExpandingRegValues()};
+    exportTree(*config, flags, config->KeyOf(wxString(L"/") + wxString(path)), path, lines);
+
+    const bool existed = ut::FileName::fileExists(fileName);
+    switch (regfile::writeLines(fileName, lines)) {
+    case regfile::WriteResult::Ok:
+        return true;
+    case regfile::WriteResult::CannotCreate:
+        if (report)
+            logError(kSource, fn, existed ? L"Failed to open file %ls" : L"Failed to create file %ls", fileName.c_str());
+        return false;
+    case regfile::WriteResult::CannotWrite:
+        if (report)
+            logError(kSource, fn, L"Failed to write to file %ls", fileName.c_str());
+        return false;
+    }
+    return false;
+}
+
+bool Config::exportGroup(ECfgGroup group, const OdString& fileName, bool report) {
+    OdString path = keyPath(group);
+    if (!path.isEmpty() && path.getAt(0) == L'/')
+        path = path.mid(1);
+    return exportGroup(path, fileName, report);
+}
+
+bool Config::exportProfile(const OdString& profile, const OdString& fileName, bool report) {
+    initBase();
+    const bool expanding = s_pConfigBase->IsExpandingEnvVars();
+    s_pConfigBase->SetExpandEnvVars(false);
+    OdString path = keyPath(kCfgProfiles);
+    if (!path.isEmpty() && path.getAt(0) == L'/')
+        path = path.mid(1);
+    const bool ok = exportGroup(path + profile, fileName, report);
+    s_pConfigBase->SetExpandEnvVars(expanding);
+    return ok;
+}
+
+bool Config::import(const OdString& fileName, bool report) {
+    static const char fn[] = "ut::Config::import";
+    if (fileName.isEmpty()) {
+        if (report)
+            logError(kSource, fn, L"Bad arguments");
+        return false;
+    }
+    std::vector<std::wstring> lines;
+    std::string cause;
+    switch (regfile::readLines(fileName, lines, cause)) {
+    case regfile::ReadResult::Ok:
+        break;
+    case regfile::ReadResult::NotFound:
+        if (report)
+            logError(kSource, fn, L"File not found: %ls", fileName.c_str());
+        return false;
+    default:
+        if (report)
+            logError(kSource, fn, L"%ls: %ls", fileName.c_str(), wxString::FromUTF8(cause).wc_str());
+        return false;
+    }
+    RegConfig* config = config_detail::regConfig();
+    if (!config)
+        return false;
+    if (s_languageBase.isEmpty())
+        initPaths();
+    const wxString oldPath = config->GetPath();
+    const std::wstring prefix = L"[HKEY_CURRENT_USER\\" + productRoot(kCfgPathRegistry).str() + L"\\";
+    ImportSink sink(*config, prefix, s_languageBase.str());
+    regfile::ParseReport parsed;
+    bool committed;
+    {
+        // One transaction for the whole file: a profile of thousands of values
+        // costs one commit, and other processes never see half of it.
+        platform::RegStore::Batch batch(config->Store());
+        parsed = regfile::parse(lines, sink);
+        committed = batch.commit();
+    }
+    config->SetPath(oldPath.empty() ? wxString(L"/") : oldPath);
+    if (report && parsed.skipped > 0)
+        logWarning(kSource, fn, L"%ls: %d value lines skipped, the first at line %d (%ls)", fileName.c_str(),
+                   int(parsed.skipped), int(parsed.firstSkipped), wxString(parsed.firstReason).wc_str());
+    if (report && sink.keys == 0)
+        logWarning(kSource, fn, L"%ls: no key lies below [%ls...\\Profiles]", fileName.c_str(),
+                   (prefix + L"V").c_str());
+    return committed && sink.failed == 0;
+}
+
+} // namespace ut

@@ -1,0 +1,428 @@
+#include "ut_regfile.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <cwchar>
+
+#include "platform/codepage.h"
+#include "platform/files.h"
+
+namespace ut::regfile {
+
+const wchar_t* const kHeader = L"Windows Registry Editor Version 5.00";
+
+namespace {
+
+void replaceAll(std::wstring& s, std::wstring_view from, std::wstring_view to) {
+    size_t pos = 0;
+    while ((pos = s.find(from, pos)) != std::wstring::npos) {
+        s.replace(pos, from.size(), to);
+        pos += to.size();
+    }
+}
+
+std::wstring decodeUtf16(const std::string& b, size_t start, bool bigEndian) {
+    std::wstring out;
+    out.reserve((b.size() - start) / 2);
+    auto unit = [&](size_t i) {
+        const unsigned lo = static_cast<unsigned char>(b[i]), hi = static_cast<unsigned char>(b[i + 1]);
+        return bigEndian ? (lo << 8 | hi) : (hi << 8 | lo);
+    };
+    for (size_t i = start; i + 1 < b.size(); i += 2) {
+        unsigned u = unit(i);
+        if (u >= 0xD800 && u < 0xDC00 && i + 3 < b.size()) {
+            const unsigned low = unit(i + 2);
+            if (low >= 0xDC00 && low < 0xE000) {
+                out += wchar_t(0x10000 + ((u - 0xD800) << 10) + (low - 0xDC00));
+                i += 2;
+                continue;
+            }
+        }
+        out += wchar_t(u);
+    }
+    return out;
+}
+
+std::wstring decodeUtf32(const std::string& b, size_t start, bool bigEndian) {
+    std::wstring out;
+    for (size_t i = start; i + 3 < b.size(); i += 4) {
+        uint32_t c = 0;
+        for (int k = 0; k < 4; ++k) {
+            const uint32_t byte = static_cast<unsigned char>(b[i + size_t(k)]);
+            c |= bigEndian ? byte << (8 * (3 - k)) : byte << (8 * k);
+        }
+        out += c < 0x110000 ? wchar_t(c) : wchar_t(0xFFFD);
+    }
+    return out;
+}
+
+bool startsWith(const std::string& s, std::initializer_list<unsigned char> prefix) {
+    if (s.size() < prefix.size())
+        return false;
+    size_t i = 0;
+    for (unsigned char c : prefix)
+        if (static_cast<unsigned char>(s[i++]) != c)
+            return false;
+    return true;
+}
+
+bool startsWith(const std::wstring& s, std::wstring_view prefix) { return s.compare(0, prefix.size(), prefix) == 0; }
+
+std::wstring trim(std::wstring_view s) {
+    size_t a = 0, b = s.size();
+    while (a < b && (s[a] == L' ' || s[a] == L'\t'))
+        ++a;
+    while (b > a && (s[b - 1] == L' ' || s[b - 1] == L'\t'))
+        --b;
+    return std::wstring(s.substr(a, b - a));
+}
+
+// Whether text ends with a double quote that no backslash escapes.
+bool endsWithClosingQuote(std::wstring_view text) {
+    if (text.size() < 2 || text.back() != L'"')
+        return false;
+    size_t backslashes = 0;
+    for (size_t i = text.size() - 1; i > 0 && text[i - 1] == L'\\'; --i)
+        ++backslashes;
+    return backslashes % 2 == 0;
+}
+
+int hexDigit(wchar_t c) {
+    if (c >= L'0' && c <= L'9')
+        return c - L'0';
+    if (c >= L'a' && c <= L'f')
+        return c - L'a' + 10;
+    if (c >= L'A' && c <= L'F')
+        return c - L'A' + 10;
+    return -1;
+}
+
+// Up to maxDigits hexadecimal digits, nothing else.
+bool parseHexNumber(std::wstring_view text, size_t maxDigits, uint64_t& value) {
+    if (text.empty() || text.size() > maxDigits)
+        return false;
+    value = 0;
+    for (wchar_t c : text) {
+        const int d = hexDigit(c);
+        if (d < 0)
+            return false;
+        value = value << 4 | uint64_t(d);
+    }
+    return true;
+}
+
+// "01,ab, ff," -> bytes; empty pieces (a trailing comma) are allowed.
+bool appendHexBytes(std::wstring_view text, std::string& bytes) {
+    size_t start = 0;
+    while (start <= text.size()) {
+        size_t end = text.find(L',', start);
+        if (end == std::wstring_view::npos)
+            end = text.size();
+        const std::wstring piece = trim(text.substr(start, end - start));
+        if (!piece.empty()) {
+            uint64_t v = 0;
+            if (!parseHexNumber(piece, 2, v))
+                return false;
+            bytes += char(v);
+        }
+        start = end + 1;
+    }
+    return true;
+}
+
+} // namespace
+
+ReadResult decodeLines(const std::string& bytes, std::vector<std::wstring>& lines, std::string& cause) {
+    lines.clear();
+    std::wstring text;
+    if (startsWith(bytes, {0xEF, 0xBB, 0xBF}))
+        text = platform::utf8ToWide(std::string_view(bytes).substr(3));
+    else if (startsWith(bytes, {0xFF, 0xFE, 0x00, 0x00}))
+        text = decodeUtf32(bytes, 4, false);
+    else if (startsWith(bytes, {0x00, 0x00, 0xFE, 0xFF}))
+        text = decodeUtf32(bytes, 4, true);
+    else if (startsWith(bytes, {0xFF, 0xFE}))
+        text = decodeUtf16(bytes, 2, false);
+    else if (startsWith(bytes, {0xFE, 0xFF}))
+        text = decodeUtf16(bytes, 2, true);
+    else if (platform::isValidUtf8(bytes))
+        text = platform::utf8ToWide(bytes);
+    else
+        text = platform::codePageToWide(bytes, platform::ansiCodePage());
+
+    while (!text.empty() && text.back() == L'\0')
+        text.pop_back();
+    if (text.find(L'\0') != std::wstring::npos) {
+        cause = "it holds NUL characters: not a text file";
+        return ReadResult::NotText;
+    }
+    size_t start = 0;
+    for (size_t i = 0; i < text.size(); ++i) {
+        if (text[i] != L'\r' && text[i] != L'\n')
+            continue;
+        lines.emplace_back(text, start, i - start);
+        if (text[i] == L'\r' && i + 1 < text.size() && text[i + 1] == L'\n')
+            ++i;
+        start = i + 1;
+    }
+    if (start < text.size())
+        lines.emplace_back(text, start, std::wstring::npos);
+    return ReadResult::Ok;
+}
+
+ReadResult readLines(const OdString& path, std::vector<std::wstring>& lines, std::string& cause) {
+    lines.clear();
+    FILE* f = platform::openFile(path, "rb");
+    if (!f) {
+        cause = std::strerror(errno);
+        return errno == ENOENT ? ReadResult::NotFound : ReadResult::Unreadable;
+    }
+    const int64_t size = platform::fileSize(f);
+    if (size > int64_t(kMaxFileBytes)) {
+        std::fclose(f);
+        cause = std::to_string(size) + " bytes, more than the " + std::to_string(kMaxFileBytes) +
+                " a registry file may have";
+        return ReadResult::TooLarge;
+    }
+    std::string bytes;
+    char buf[65536];
+    size_t n;
+    while ((n = std::fread(buf, 1, sizeof buf, f)) > 0) {
+        bytes.append(buf, n);
+        if (bytes.size() > kMaxFileBytes) {
+            std::fclose(f);
+            cause = "more than " + std::to_string(kMaxFileBytes) + " bytes";
+            return ReadResult::TooLarge;
+        }
+    }
+    const bool failed = std::ferror(f) != 0;
+    std::fclose(f);
+    if (failed) {
+        cause = "read error";
+        return ReadResult::Unreadable;
+    }
+    return decodeLines(bytes, lines, cause);
+}
+
+WriteResult writeLines(const OdString& path, const std::vector<std::wstring>& lines) {
+    platform::AtomicFileWriter out(path);
+    if (!out.file())
+        return WriteResult::CannotCreate;
+    std::wstring text;
+    size_t total = 0;
+    for (const auto& l : lines)
+        total += l.size() + 1;
+    text.reserve(total);
+    for (const auto& l : lines) {
+        text += l;
+        text += L'\n';
+    }
+    const std::string bytes = platform::wideToUtf8(text);
+    if (std::fwrite(bytes.data(), 1, bytes.size(), out.file()) != bytes.size() || !out.commit())
+        return WriteResult::CannotWrite;
+    return WriteResult::Ok;
+}
+
+std::wstring escape(const std::wstring& text) {
+    std::wstring s = text;
+    replaceAll(s, L"\\", L"\\\\");
+    replaceAll(s, L"\"", L"\\\"");
+    replaceAll(s, L"\n", L"\r\n");
+    return s;
+}
+
+std::wstring unescape(const std::wstring& text) {
+    std::wstring s = text;
+    replaceAll(s, L"\r\n", L"\n");
+    replaceAll(s, L"\\\"", L"\"");
+    replaceAll(s, L"\\\\", L"\\");
+    return s;
+}
+
+std::wstring quotedName(const std::wstring& name) { return name.empty() ? std::wstring(L"@") : L"\"" + name + L"\""; }
+
+void addStringLine(std::vector<std::wstring>& lines, const std::wstring& name, const std::wstring& text) {
+    lines.push_back(quotedName(name) + L"=\"" + escape(text) + L"\"");
+}
+
+void addDwordLine(std::vector<std::wstring>& lines, const std::wstring& name, uint32_t value) {
+    wchar_t digits[16];
+    std::swprintf(digits, 16, L"%.8x", value);
+    lines.push_back(quotedName(name) + L"=dword:" + digits);
+}
+
+void addBinaryLines(std::vector<std::wstring>& lines, const std::wstring& name, const std::string& bytes,
+                    const wchar_t* typePrefix) {
+    static const wchar_t hex[] = L"0123456789abcdef";
+    std::wstring line = quotedName(name) + L"=" + typePrefix + L":";
+    for (size_t i = 0; i < bytes.size(); ++i) {
+        const unsigned char b = static_cast<unsigned char>(bytes[i]);
+        line += hex[b >> 4];
+        line += hex[b & 15];
+        if (i + 1 < bytes.size()) {
+            line += L',';
+            if (line.size() > 76) {
+                line += L'\\';
+                lines.push_back(std::move(line));
+                line = L"  ";
+            }
+        }
+    }
+    lines.push_back(std::move(line));
+}
+
+ParseReport parse(const std::vector<std::wstring>& lines, Sink& sink) {
+    enum State { kNoKey, kInKey, kInHex, kInString };
+    ParseReport report;
+    State state = kNoKey;
+    std::wstring name, text;
+    std::string bytes;
+    uint32_t hexType = 0;
+    bool typed = false, bad = false;
+    std::string badReason;
+    size_t valueLine = 0;
+
+    auto skip = [&](size_t lineNo, const std::string& reason) {
+        if (report.skipped++ == 0) {
+            report.firstSkipped = lineNo;
+            report.firstReason = reason;
+        }
+    };
+    auto deliverHex = [&] {
+        if (bad)
+            skip(valueLine, badReason);
+        else if (typed)
+            sink.typedValue(name, hexType, bytes);
+        else
+            sink.binaryValue(name, bytes);
+    };
+    auto addHex = [&](std::wstring_view piece) {
+        if (bad)
+            return;
+        if (!appendHexBytes(piece, bytes)) {
+            bad = true;
+            badReason = "a hex value with a piece that is not a byte";
+        } else if (bytes.size() > kMaxValueSize) {
+            bad = true;
+            badReason = "a hex value of more than " + std::to_string(kMaxValueSize) + " bytes";
+            bytes.clear();
+        }
+    };
+
+    for (size_t i = 0; i < lines.size(); ++i) {
+        const std::wstring& line = lines[i];
+        const size_t lineNo = i + 1;
+        if (state == kInString) {
+            if (!bad) {
+                text += L'\n';
+                text += line;
+                if (text.size() > kMaxValueSize) {
+                    bad = true;
+                    badReason = "a string of more than " + std::to_string(kMaxValueSize) + " characters";
+                    text.clear();
+                }
+            }
+            // Only this line decides: a backslash never escapes the line break.
+            const std::wstring tail = L"\n" + trim(line);
+            if (endsWithClosingQuote(tail)) {
+                if (bad) {
+                    skip(valueLine, badReason);
+                } else {
+                    while (text.back() != L'"')
+                        text.pop_back();
+                    sink.stringValue(name, unescape(text.substr(1, text.size() - 2)));
+                }
+                state = kInKey;
+            }
+            continue;
+        }
+        if (state == kInHex) {
+            std::wstring t = trim(line);
+            const bool more = !t.empty() && t.back() == L'\\';
+            if (more)
+                t.pop_back();
+            addHex(t);
+            if (!more) {
+                deliverHex();
+                state = kInKey;
+            }
+            continue;
+        }
+        switch (sink.keyLine(line)) {
+        case Sink::kEnter:
+            state = kInKey;
+            continue;
+        case Sink::kLeave:
+            state = kNoKey;
+            continue;
+        case Sink::kKeep:
+            continue;
+        case Sink::kNotKey:
+            break;
+        }
+        if (state != kInKey)
+            continue;
+        const size_t eq = line.find(L'=');
+        if (eq == std::wstring::npos)
+            continue;
+        name = line.substr(0, eq);
+        if (name == L"@")
+            name.clear();
+        else if (name.size() >= 2 && name.front() == L'"' && name.back() == L'"')
+            name = name.substr(1, name.size() - 2);
+        const std::wstring data = line.substr(eq + 1);
+        valueLine = lineNo;
+        bad = false;
+        badReason.clear();
+        if (startsWith(data, L"dword:")) {
+            uint64_t v = 0;
+            if (parseHexNumber(trim(std::wstring_view(data).substr(6)), 8, v))
+                sink.dwordValue(name, uint32_t(v));
+            else
+                skip(lineNo, "a dword that is not 1 to 8 hexadecimal digits");
+        } else if (startsWith(data, L"hex:") || startsWith(data, L"hex(")) {
+            typed = data[3] == L'(';
+            size_t colon = data.find(L':');
+            hexType = 0;
+            uint64_t type = 0;
+            if (typed) {
+                const size_t close = data.find(L')');
+                if (close == std::wstring::npos || colon != close + 1 ||
+                    !parseHexNumber(std::wstring_view(data).substr(4, close - 4), 8, type)) {
+                    skip(lineNo, "a hex(...) value of no known form");
+                    continue;
+                }
+                hexType = uint32_t(type);
+            }
+            std::wstring rest = trim(std::wstring_view(data).substr(colon + 1));
+            const bool more = !rest.empty() && rest.back() == L'\\';
+            if (more)
+                rest.pop_back();
+            bytes.clear();
+            addHex(rest);
+            if (more) {
+                state = kInHex;
+            } else {
+                deliverHex();
+            }
+        } else if (!data.empty() && data[0] == L'"') {
+            const std::wstring trimmed = trim(data);
+            if (endsWithClosingQuote(trimmed)) {
+                sink.stringValue(name, unescape(trimmed.substr(1, trimmed.size() - 2)));
+            } else {
+                text = data;
+                state = kInString;
+            }
+        } else {
+            skip(lineNo, "a value of no known kind");
+        }
+    }
+    if (state == kInString || state == kInHex) {
+        report.unterminated = true;
+        skip(valueLine, state == kInString ? "a string that is never closed" : "a hex value that breaks off");
+    }
+    return report;
+}
+
+} // namespace ut::regfile

@@ -1,0 +1,81 @@
+// Registry files ("Windows Registry Editor Version 5.00", and the older REGEDIT4
+// exports, whose value lines are the same): reading one as lines, the value
+// lines as they are written, and the line-by-line reader shared by the
+// configuration import and the registry import.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "drutils_export.h"
+#include "od/OdString.h"
+
+namespace ut::regfile {
+
+extern const wchar_t* const kHeader; // "Windows Registry Editor Version 5.00"
+
+// A file larger than this is refused before it is read.
+constexpr size_t kMaxFileBytes = 64u << 20;
+// A value (the bytes of a hex value, the characters of a string) larger than
+// this is skipped.
+constexpr size_t kMaxValueSize = 1u << 20;
+
+enum class ReadResult { Ok, NotFound, Unreadable, TooLarge, NotText };
+
+// Reads a file as lines: UTF-8, UTF-16 or UTF-32 after a byte-order mark; else
+// UTF-8 when the bytes are valid UTF-8, else the ANSI code page. Lines end at
+// CR LF, LF or a lone CR. A file holding a NUL character (other than at its
+// end) is not text. cause explains a failure.
+DRUTILS_API ReadResult readLines(const OdString& path, std::vector<std::wstring>& lines, std::string& cause);
+// The same over bytes in memory.
+DRUTILS_API ReadResult decodeLines(const std::string& bytes, std::vector<std::wstring>& lines, std::string& cause);
+
+// Writes lines as UTF-8, each followed by "\n", replacing path only once the
+// whole file is written. existed tells whether path was there before.
+enum class WriteResult { Ok, CannotCreate, CannotWrite };
+DRUTILS_API WriteResult writeLines(const OdString& path, const std::vector<std::wstring>& lines);
+
+DRUTILS_API std::wstring escape(const std::wstring& text);
+DRUTILS_API std::wstring unescape(const std::wstring& text);
+
+// Value lines: the name as "@" (empty) or in double quotes, unescaped.
+DRUTILS_API std::wstring quotedName(const std::wstring& name);
+DRUTILS_API void addStringLine(std::vector<std::wstring>& lines, const std::wstring& name, const std::wstring& text);
+DRUTILS_API void addDwordLine(std::vector<std::wstring>& lines, const std::wstring& name, uint32_t value);
+// "name"=hex:01,02,... wrapped once a line passes 76 characters: the line ends
+// in "\" and the next begins with two spaces. typePrefix is "hex" or "hex(2)"...
+DRUTILS_API void addBinaryLines(std::vector<std::wstring>& lines, const std::wstring& name, const std::string& bytes,
+                                const wchar_t* typePrefix = L"hex");
+
+// What the reader found; called in file order.
+class Sink {
+public:
+    enum KeyAction {
+        kNotKey, // not a key line for this sink: read it as a value line
+        kKeep,   // a key line to ignore; values that follow go where they went before
+        kEnter,  // a key line that now receives the values that follow
+        kLeave   // a key line whose values are to be skipped
+    };
+    virtual ~Sink() = default;
+    virtual KeyAction keyLine(const std::wstring& line) = 0;
+    virtual void stringValue(const std::wstring& name, const std::wstring& text) = 0;
+    virtual void dwordValue(const std::wstring& name, uint32_t value) = 0;
+    virtual void binaryValue(const std::wstring& name, const std::string& bytes) = 0;
+    // hex(N): values (N a hexadecimal type number); skipped unless overridden.
+    virtual void typedValue(const std::wstring& name, uint32_t type, const std::string& bytes) {}
+};
+
+struct ParseReport {
+    size_t skipped = 0;      // value lines skipped as malformed or too large
+    size_t firstSkipped = 0; // 1-based line number of the first
+    std::string firstReason;
+    bool unterminated = false; // the file ended inside a string or a wrapped hex value
+};
+
+// The reader's states: no key yet, in a key, inside a wrapped hex value, inside
+// a string that spans lines. A value is handed to the sink as soon as it is
+// complete, so a file that breaks off keeps what came before the break.
+DRUTILS_API ParseReport parse(const std::vector<std::wstring>& lines, Sink& sink);
+
+} // namespace ut::regfile

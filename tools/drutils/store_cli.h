@@ -1,0 +1,53 @@
+// Shared by the settings-store groups (config, reg, profile): naming groups on
+// the command line, and turning the library's log into the tool's one line.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include <wx/log.h>
+
+#include "cli.h"
+#include "ut_config.h"
+
+namespace storecli {
+
+// A group by number (0..31) or key word ("Setup", "Config", "Project Settings";
+// case and blanks aside). "Windows" is refused as ambiguous (24 or 31). False
+// with a message when the text names no group.
+bool parseGroup(const std::string& text, ut::ECfgGroup& group, std::string& error);
+// The key words, one line per group, for --help.
+std::string groupTable();
+std::string groupName(ut::ECfgGroup group);
+
+// Collects what the library logs while a command runs, so that a failure ends
+// in one line: the library's own reason when it gave one.
+class Capture : public wxLog {
+public:
+    Capture();
+    ~Capture() override;
+    // Prints the first error the library logged (or message when there was
+    // none) and returns cli::kFailure.
+    int fail(const std::string& message);
+    // Prints the warnings collected, for a command that succeeded.
+    void flushWarnings();
+
+protected:
+    void DoLogRecord(wxLogLevel level, const wxString& msg, const wxLogRecordInfo& info) override;
+
+private:
+    wxLog* m_previous;
+    std::vector<std::string> m_errors, m_warnings;
+};
+
+// Picks the profile the store names as current (ut::Config::initProfile).
+void start();
+
+// The one or two arguments left after the options, refusing unknown options.
+bool takeOperands(cli::Args& args, size_t min, size_t max, const std::string& usage, std::vector<std::string>& out,
+                  int& rc);
+
+// Refuses to replace an existing file unless forced; kOk when FILE may be written.
+int checkOutput(const std::string& file, bool force);
+
+} // namespace storecli
