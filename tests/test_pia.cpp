@@ -619,7 +619,7 @@ TEST_F(Pia, BoundsWhatOneFileMayCost) {
     const std::string value(490, 'v');
     std::string strings;
     for (size_t i = 0; strings.size() < CPIAParser::kMaxTextLength + 100000; ++i)
-        strings += "s" + std::to_string(i) + "=\"" + value + "\n";
+        strings.append("s").append(std::to_string(i)).append("=\"").append(value).append("\n");
     const std::string binary = "x=\\" + std::string(CPIAParser::kMaxTextLength + 1, 'A') + "\\\n";
     const std::string* pastTexts[] = {&strings, &binary};
     for (const std::string* text : pastTexts) {

@@ -478,7 +478,7 @@ std::string itemList(const CPBlock* b) {
     for (const CPItem* item : b->items()) {
         out += U(item->name()) + ":" + std::to_string(item->kind());
         if (item->kind() == kPBlock)
-            out += "{" + itemList(static_cast<const CPBlock*>(item)) + "}";
+            out.append("{").append(itemList(static_cast<const CPBlock*>(item))).append("}");
         out += " ";
     }
     return out;
@@ -545,7 +545,7 @@ TEST(PlotStyleTable, NumberedBlocksOutOfOrderMapByTheirNumbers) {
         hashed.push_back(std::to_string((i * 37 + 220) % 255)); // 220, 2, 39, ...: each number once
     std::vector<std::string> lettered;
     for (int i = 0; i < 255; ++i)
-        lettered.push_back("p" + std::to_string(254 - i));
+        lettered.push_back(std::string("p").append(std::to_string(254 - i)));
     const struct {
         const char* file;
         std::vector<std::string> blocks;

@@ -292,8 +292,12 @@ TEST_F(RegistryFiles, EveryEncodingAndLineEndReadsAlike) {
     std::string utf16be = "\xfe\xff";
     for (wchar_t c : text)
         utf16be += char(uint32_t(c) >> 8), utf16be += char(uint32_t(c) & 0xFF);
-    std::string ansi = U(text); // single-byte: "Ä" is 0xC4, which is no UTF-8
-    ansi.replace(ansi.find(U(L"\u00c4")), 2, "\xC4");
+    // single-byte: "Ä" is 0xC4, which is no UTF-8
+    const std::string utf8 = U(text);
+    const size_t umlaut = utf8.find(U(L"\u00c4"));
+    std::string ansi = utf8.substr(0, umlaut);
+    ansi += '\xC4';
+    ansi.append(utf8, umlaut + 2, std::string::npos);
     ::setenv("DRUTILS_ANSI_CODEPAGE", "1252", 1);
     struct Row {
         const char* what;
