@@ -328,6 +328,17 @@ TEST_F(Printing, DefaultPrinterConfigurationFollowsTheCurrentDefault) {
     read = readBack(dir.wfile("default.pc3"), found);
     ASSERT_TRUE(read);
     EXPECT_EQ(L"Laser_Twin", read->meta.winDeviceName);
+
+    // With no printing system to ask there is no default to stand for: nothing is
+    // made (not the stored printer either) and the log says so. libcups keeps the
+    // server it found first for the process, so this runs in the tool.
+    const std::string server = std::getenv("CUPS_SERVER") ? std::getenv("CUPS_SERVER") : "";
+    setenv("CUPS_SERVER", (dir.path() + "/no-scheduler.sock").c_str(), 1);
+    std::string err;
+    const int rc = runTool({"pc3", "apply", dir.file("default.pc3")}, nullptr, &err);
+    setenv("CUPS_SERVER", server.c_str(), 1);
+    EXPECT_EQ(1, rc);
+    EXPECT_NE(std::string::npos, err.find("Failed to create plot configuration for default printer")) << err;
 }
 
 TEST_F(Printing, PrinterResolvedByDriver) {
