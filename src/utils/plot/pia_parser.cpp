@@ -2,83 +2,287 @@
 // blocks. The syntax is what the application has always written and read, with
 // its quirks kept (no closing quote on strings, no escapes, a missing final "}"
 // accepted), so that files travel both ways between it and other programs.
+#include <algorithm>
+#include <cstdint>
+#include <cstring>
 #include <cwchar>
+#include <new>
 #include <string>
+#include <type_traits>
 #include <vector>
 
 #include "pia.h"
+#include "plot/pia_pool.h"
 #include "plot/pia_text.h"
 
+// The text of one parse, read as bytes when all of it is ASCII (the common
+// case: nothing to widen but the texts kept), else as wide lines.
 class CPIAParser::LineSource {
 public:
-    virtual ~LineSource() = default;
-    virtual const wchar_t* next() = 0;
-    // Whether the line next() gave last ended with a line feed (a longer one
-    // comes in pieces).
-    virtual bool ended() const = 0;
+    explicit LineSource(pia::TextLines& text) : text(text) {}
+    pia::TextLines& text;
 };
 
 namespace {
 
-class FileLines : public CPIAParser::LineSource {
-public:
-    explicit FileLines(CPIAFileIn& in) : m_in(in) {}
-    const wchar_t* next() override { return m_in.readLine(); }
-    bool ended() const override { return m_in.lineEnded(); }
-
-private:
-    CPIAFileIn& m_in;
+struct ByteLines {
+    pia::TextLines& text;
+    const char* line = nullptr;
+    size_t length = 0;
+    bool next() { return text.nextBytes(line, length); }
+    bool ended() const { return text.lineEnded(); }
 };
 
-class MemoryLines : public CPIAParser::LineSource {
-public:
-    explicit MemoryLines(pia::TextLines& lines) : m_lines(lines) {}
-    const wchar_t* next() override { return m_lines.next(); }
-    bool ended() const override { return m_lines.lineEnded(); }
-
-private:
-    pia::TextLines& m_lines;
+struct WideLines {
+    pia::TextLines& text;
+    const wchar_t* line = nullptr;
+    size_t length = 0;
+    bool next() {
+        line = text.next();
+        length = line ? text.length() : 0;
+        return line != nullptr;
+    }
+    bool ended() const { return text.lineEnded(); }
 };
+
+const char* findChar(const char* p, const char* end, char c) {
+    return static_cast<const char*>(std::memchr(p, c, size_t(end - p)));
+}
+const wchar_t* findChar(const wchar_t* p, const wchar_t* end, wchar_t c) { return std::wmemchr(p, c, size_t(end - p)); }
 
 // Whole-value comparison folding A-Z only: "TRUE " with a blank is not a boolean.
-bool equalsAsciiNoCase(const wchar_t* s, const wchar_t* lower) {
-    for (; *s && *lower; ++s, ++lower) {
-        wchar_t c = *s;
-        if (c >= L'A' && c <= L'Z')
-            c = wchar_t(c - L'A' + L'a');
-        if (c != *lower)
+template <typename Char> bool equalsAsciiNoCase(const Char* s, const Char* end, const char* lower) {
+    for (; s < end && *lower; ++s, ++lower) {
+        auto c = static_cast<uint32_t>(static_cast<std::make_unsigned_t<Char>>(*s));
+        if (c >= 'A' && c <= 'Z')
+            c += 'a' - 'A';
+        if (c != static_cast<uint32_t>(*lower))
             return false;
     }
-    return *s == *lower;
+    return s == end && *lower == '\0';
 }
 
 // The key before a delimiter: leading blanks skipped, no blank inside, blanks
 // allowed before the delimiter. Only U+0020 counts as a blank; a tab is part of
-// the key.
-const wchar_t* extractKey(const wchar_t* line, const wchar_t* delimiter, std::wstring& key) {
-    const wchar_t* p = line;
-    while (p < delimiter && *p == L' ')
+// the key. The key is [start, end).
+template <typename Char>
+const wchar_t* extractKey(const Char* line, const Char* delimiter, const Char*& start, const Char*& end) {
+    const Char* p = line;
+    while (p < delimiter && *p == ' ')
         ++p;
     if (p == delimiter)
         return L"empty name";
-    const wchar_t* start = p;
-    while (p < delimiter && *p != L' ')
+    start = p;
+    while (p < delimiter && *p != ' ')
         ++p;
-    key.assign(start, p);
-    while (p < delimiter && *p == L' ')
+    end = p;
+    while (p < delimiter && *p == ' ')
         ++p;
     return p == delimiter ? nullptr : L"blank inside a name";
 }
 
+uint64_t load64(const unsigned char* p) {
+    uint64_t w;
+    std::memcpy(&w, p, 8);
+    return w;
+}
+uint64_t load32(const unsigned char* p) {
+    uint32_t w;
+    std::memcpy(&w, p, 4);
+    return w;
+}
+
+// Hash of a text's code units, eight bytes at a time; the last word overlaps
+// the one before rather than being put together byte by byte.
+uint32_t hashText(const void* data, size_t bytes) {
+    const auto* p = static_cast<const unsigned char*>(data);
+    uint64_t h = uint64_t(bytes) * 0x9E3779B97F4A7C15ull;
+    auto mix = [&h](uint64_t w) {
+        h = (h ^ w) * 0xBF58476D1CE4E5B9ull;
+        h ^= h >> 31;
+    };
+    if (bytes >= 8) {
+        for (size_t i = 0; i + 8 < bytes; i += 8)
+            mix(load64(p + i));
+        mix(load64(p + bytes - 8));
+    } else if (bytes >= 4) {
+        mix(load32(p) | load32(p + bytes - 4) << 32);
+    } else if (bytes > 0) {
+        mix(uint64_t(p[0]) | uint64_t(p[bytes / 2]) << 8 | uint64_t(p[bytes - 1]) << 16);
+    }
+    // Every bit of the text reaches the low bits, which pick the slot.
+    h ^= h >> 33;
+    h *= 0xFF51AFD7ED558CCDull;
+    h ^= h >> 33;
+    return uint32_t(h);
+}
+
+// Whether two byte strings of one length are equal; short ones (nearly all
+// keys and values) without a call.
+bool sameBytes(const char* a, const char* b, size_t n) {
+    const auto* x = reinterpret_cast<const unsigned char*>(a);
+    const auto* y = reinterpret_cast<const unsigned char*>(b);
+    if (n > 16)
+        return std::memcmp(x, y, n) == 0;
+    if (n >= 8)
+        return load64(x) == load64(y) && load64(x + n - 8) == load64(y + n - 8);
+    if (n >= 4)
+        return load32(x) == load32(y) && load32(x + n - 4) == load32(y + n - 4);
+    for (size_t i = 0; i < n; ++i)
+        if (x[i] != y[i])
+            return false;
+    return true;
+}
+
+// Characters that end a key's run of characters: a blank, "=", "{" and "}".
+struct KeyStops {
+    bool stop[256] = {};
+    constexpr KeyStops() { stop[int(' ')] = stop[int('=')] = stop[int('{')] = stop[int('}')] = true; }
+};
+constexpr KeyStops kKeyStops;
+
+bool isKeyStop(char c) { return kKeyStops.stop[static_cast<unsigned char>(c)]; }
+bool isKeyStop(wchar_t c) {
+    const auto u = static_cast<uint32_t>(c);
+    return u < 256 && kKeyStops.stop[u];
+}
+
 } // namespace
+
+// ---------------------------------------------------------------- pool
+
+namespace {
+
+// Chunks of finished parses on this thread, for the next one. Nothing here is
+// seen by another thread.
+thread_local std::vector<std::unique_ptr<std::byte[]>> t_spareChunks;
+
+} // namespace
+
+CPIAParser::Pool::~Pool() {
+    // The texts end with m_strings; the items were ended by their blocks.
+    for (auto& chunk : m_chunks) {
+        if (t_spareChunks.size() >= kCachedChunks)
+            break;
+        t_spareChunks.push_back(std::move(chunk));
+    }
+}
+
+void CPIAParser::Pool::grow(size_t atLeast) {
+    // Every item is far smaller than a chunk.
+    (void)atLeast;
+    if (!t_spareChunks.empty()) {
+        m_chunks.push_back(std::move(t_spareChunks.back()));
+        t_spareChunks.pop_back();
+    } else {
+        m_chunks.emplace_back(new std::byte[kChunk]);
+    }
+    m_next = m_chunks.back().get();
+    m_left = kChunk;
+}
+
+OdString* CPIAParser::Pool::newString() {
+    if (m_stringsLeft == 0) {
+        m_strings.emplace_back(new OdString[kStringsPerChunk]);
+        m_stringsLeft = kStringsPerChunk;
+    }
+    return &m_strings.back()[kStringsPerChunk - m_stringsLeft--];
+}
+
+template <typename Char> const OdString* CPIAParser::Pool::single(const Char* text, size_t length) {
+    OdString* s = newString();
+    std::wstring& w = s->str();
+    if constexpr (std::is_same_v<Char, wchar_t>) {
+        w.assign(text, length);
+    } else {
+        w.resize(length);
+        for (size_t i = 0; i < length; ++i)
+            w[i] = wchar_t(static_cast<unsigned char>(text[i]));
+    }
+    return s;
+}
+
+namespace {
+
+thread_local std::vector<CPIAParser::Pool::Slot> t_spareSlots;
+
+} // namespace
+
+void CPIAParser::Pool::beginParse(const char* text) {
+    m_base = text;
+    m_used = 0;
+    m_slots.swap(t_spareSlots);
+    std::fill(m_slots.begin(), m_slots.end(), Slot{});
+}
+
+void CPIAParser::Pool::endParse() {
+    if (m_slots.size() <= kCachedSlots && m_slots.size() > t_spareSlots.size())
+        m_slots.swap(t_spareSlots);
+    m_slots.clear();
+    m_slots.shrink_to_fit();
+    m_used = 0;
+}
+
+void CPIAParser::Pool::rehash() {
+    std::vector<Slot> old;
+    old.swap(m_slots);
+    m_slots.resize(old.empty() ? 1024 : old.size() * 2);
+    const size_t mask = m_slots.size() - 1;
+    for (const Slot& e : old) {
+        if (!e.text)
+            continue;
+        size_t i = e.hash & mask;
+        while (m_slots[i].text)
+            i = (i + 1) & mask;
+        m_slots[i] = e;
+    }
+}
+
+template <typename Char> const OdString* CPIAParser::Pool::shared(const Char* text, size_t length) {
+    if ((m_used + 1) * 2 > m_slots.size())
+        rehash();
+    const uint32_t hash = hashText(text, length * sizeof(Char));
+    const size_t mask = m_slots.size() - 1;
+    size_t i = hash & mask;
+    for (; m_slots[i].text; i = (i + 1) & mask) {
+        const Slot& e = m_slots[i];
+        if (e.hash != hash || size_t(e.text->getLength()) != length)
+            continue;
+        if constexpr (std::is_same_v<Char, wchar_t>) {
+            if (length == 0 || std::wmemcmp(e.text->c_str(), text, length) == 0)
+                return e.text;
+        } else {
+            if (sameBytes(m_base + e.offset, text, length))
+                return e.text;
+        }
+    }
+    const OdString* s = single(text, length);
+    uint32_t offset = 0;
+    if constexpr (!std::is_same_v<Char, wchar_t>)
+        offset = uint32_t(text - m_base);
+    m_slots[i] = Slot{s, hash, offset};
+    ++m_used;
+    return s;
+}
+
+// ---------------------------------------------------------------- parser
 
 CPIAParser::CPIAParser() = default;
 
-CPIAParser::~CPIAParser() { delete m_root; }
+CPIAParser::~CPIAParser() { clear(); }
+
+void CPIAParser::clear() {
+    // The items first: they end what they hold (heap children a caller added,
+    // texts set since) and leave the pool's memory to the pool.
+    if (m_root)
+        CPItem::destroy(m_root);
+    m_root = nullptr;
+    delete m_pool;
+    m_pool = nullptr;
+}
 
 bool CPIAParser::parse(const wchar_t* path) {
-    delete m_root;
-    m_root = nullptr;
+    clear();
     m_errorLine = 0;
     m_errorText.empty();
     CPIAFileIn in;
@@ -89,154 +293,302 @@ bool CPIAParser::parse(const wchar_t* path) {
             m_errorText = ZlibEngine::resultText(m_openResult);
         return false;
     }
-    FileLines lines(in);
+    LineSource lines(in.m_in->lines);
     bool ok = parseLines(lines);
     in.close();
     return ok;
 }
 
 bool CPIAParser::parseText(const char* text, size_t size) {
-    delete m_root;
-    m_root = nullptr;
+    clear();
     m_errorLine = 0;
     m_errorText.empty();
     m_openResult = 0;
     pia::TextLines text_lines;
     text_lines.assign(std::string(text ? text : "", text ? size : 0));
-    MemoryLines lines(text_lines);
+    LineSource lines(text_lines);
     return parseLines(lines);
 }
 
-bool CPIAParser::parseLines(LineSource& lines) {
-    m_root = new CPBlock(L"");
-    // Blocks still open, innermost last. A block joins its parent only when it is
-    // closed, so after a failure the root holds what was complete before the bad line.
-    std::vector<CPBlock*> open;
-    CPBlock* current = m_root;
+namespace {
+
+// A set of (name, kind) pairs for the children of a large block, so that a
+// block of thousands of items is checked for a second item of a name and kind
+// in constant time. Names of one parse are shared, so a name is its address.
+class ChildSet {
+public:
+    static uintptr_t key(const OdString* name, int kind) { return reinterpret_cast<uintptr_t>(name) * 8 + uintptr_t(kind); }
+    void clear() {
+        m_slots.clear();
+        m_used = 0;
+    }
+    bool empty() const { return m_slots.empty(); }
+    // False when the key was there already.
+    bool insert(uintptr_t k) {
+        if ((m_used + 1) * 2 > m_slots.size())
+            grow();
+        const size_t mask = m_slots.size() - 1;
+        for (size_t i = hash(k) & mask;; i = (i + 1) & mask) {
+            if (m_slots[i] == k)
+                return false;
+            if (m_slots[i] == 0) {
+                m_slots[i] = k;
+                ++m_used;
+                return true;
+            }
+        }
+    }
+
+private:
+    static size_t hash(uintptr_t k) { return size_t((uint64_t(k) * 0x9E3779B97F4A7C15ull) >> 24); }
+    void grow() {
+        std::vector<uintptr_t> old;
+        old.swap(m_slots);
+        m_slots.assign(old.empty() ? 128 : old.size() * 2, 0);
+        m_used = 0;
+        for (uintptr_t k : old)
+            if (k)
+                insert(k);
+    }
+    std::vector<uintptr_t> m_slots;
+    size_t m_used = 0;
+};
+
+// Below this many children of a block a scan finds a second item of a name
+// and kind faster than a set.
+constexpr size_t kScanChildren = 32;
+
+} // namespace
+
+bool CPIAParser::parseLines(LineSource& source) {
+    m_pool = new Pool;
+    Pool& pool = *m_pool;
+    pool.beginParse(source.text.data());
+    auto tag = [] { return CPItem::ParseTag(); };
+    // Held by the parser, as every parsed item is held: no block may take it.
+    m_root = new (pool.allocate(sizeof(CPBlock))) CPBlock(tag(), pool.single(L"", 0));
+
+    // Blocks still open, innermost last, each with where its children start in
+    // `children`. The children of all open blocks stand there one level after
+    // the other; a block takes its own when it closes (one allocation of the
+    // right size) and joins its parent then, so after a failure the root holds
+    // what was complete before the bad line.
+    struct Open {
+        CPBlock* block;
+        size_t first;
+        ChildSet set; // filled once the block has many children
+    };
+    std::vector<Open> open;
+    open.reserve(8);
+    open.push_back(Open{m_root, 0, {}});
+    std::vector<CPItem*> children;
+    children.reserve(256);
+
+    // The name and kind of each entry of `children`, side by side, so that a
+    // block's children are checked for a second item of a name and kind with a
+    // scan of one array. Names of one parse are shared, so a name is its address.
+    std::vector<uintptr_t> keys;
+    keys.reserve(256);
+    // Whether (name, kind) is new among the innermost block's children so far.
+    auto isNew = [&](uintptr_t key) {
+        Open& level = open.back();
+        const size_t count = keys.size() - level.first;
+        if (count < kScanChildren)
+            return std::find(keys.begin() + ptrdiff_t(level.first), keys.end(), key) == keys.end();
+        if (level.set.empty())
+            for (size_t i = level.first; i < keys.size(); ++i)
+                level.set.insert(keys[i]);
+        return level.set.insert(key);
+    };
+    auto finish = [&]() {
+        m_root->adopt(children.data(), open.size() > 1 ? open[1].first : children.size());
+        pool.endParse();
+    };
+    auto closeInnermost = [&]() {
+        Open& level = open.back();
+        CPBlock* done = level.block;
+        done->adopt(children.data() + level.first, children.size() - level.first);
+        children.resize(level.first);
+        keys.resize(level.first);
+        open.pop_back();
+        // A second block of the name was refused when it opened.
+        children.push_back(done);
+        keys.push_back(ChildSet::key(done->m_name, kPBlock));
+    };
+
     int lineNo = 0;
-    std::wstring key;
-    std::wstring payload;
     // What the tree costs so far: items, and characters of names and values.
     size_t items = 0, text = 0;
-
     // Whether the line being parsed is the rest of a longer one: the reader cuts
     // lines after 511 bytes, and a failure there is that line's length, not its syntax.
     bool continued = false;
     auto fail = [&](int line, const wchar_t* why) {
         m_errorLine = continued && line > 1 ? line - 1 : line;
         m_errorText = continued ? L"longer than the 511 bytes a line of the file may hold" : why;
-        while (!open.empty()) {
-            delete open.back();
-            open.pop_back();
+        // Open blocks go with what they gathered; the root keeps what it had.
+        if (open.size() > 1) {
+            for (size_t i = open[1].first; i < children.size(); ++i)
+                CPItem::destroy(children[i]);
+            for (size_t d = 1; d < open.size(); ++d)
+                CPItem::destroy(open[d].block);
+            children.resize(open[1].first);
+            keys.resize(open[1].first);
+            open.resize(1);
         }
+        finish();
         return false;
     };
-    auto closeInnermost = [&]() {
-        CPBlock* done = open.back();
-        open.pop_back();
-        current = open.empty() ? m_root : open.back();
-        if (!current->add(done))
-            delete done; // cannot happen: a second block of the name was refused when it opened
-    };
 
-    for (bool endedBefore = true;; endedBefore = lines.ended()) {
-        const wchar_t* line = lines.next();
-        if (!line)
-            break;
-        continued = !endedBefore;
-        ++lineNo;
-        // One pass finds the first "=", "{" and "}".
-        const wchar_t* equals = nullptr;
-        const wchar_t* opening = nullptr;
-        const wchar_t* closing = nullptr;
-        for (const wchar_t* q = line; *q; ++q) {
-            const wchar_t c = *q;
-            if (c == L'=') {
-                if (!equals)
+    // The same steps over bytes or wide characters.
+    auto run = [&](auto& lines) -> bool {
+        using Char = std::remove_const_t<std::remove_pointer_t<decltype(lines.line)>>;
+        std::basic_string<Char> payload;
+        for (bool endedBefore = true;; endedBefore = lines.ended()) {
+            if (!lines.next())
+                break;
+            const Char* const line = lines.line;
+            const Char* const lineEnd = line + lines.length;
+            continued = !endedBefore;
+            ++lineNo;
+            // Most lines are a key and "=": the key's run of characters is taken
+            // on the way to the "=". Then the first "=", and a "{" or "}" before
+            // it; after it only a "{" matters (a "}" there is part of a value).
+            const Char* q = line;
+            while (q < lineEnd && *q == ' ')
+                ++q;
+            const Char* const runStart = q;
+            while (q < lineEnd && !isKeyStop(*q))
+                ++q;
+            const Char* const runEnd = q;
+            const Char* equals = nullptr;
+            const Char* opening = nullptr;
+            const Char* closing = nullptr;
+            for (; q < lineEnd; ++q) {
+                const Char c = *q;
+                if (c == '=') {
                     equals = q;
-            } else if (c == L'{') {
-                if (!opening)
-                    opening = q;
-            } else if (c == L'}') {
-                if (!closing)
-                    closing = q;
-            }
-        }
-        if (closing && !open.empty()) {
-            if (!equals) {
-                closeInnermost();
-                continue;
-            }
-            if (closing < equals)
-                return fail(lineNo, L"\"}\" before \"=\"");
-        }
-        if (*line == L'\0')
-            continue;
-        if (equals && opening)
-            return fail(lineNo, L"both \"=\" and \"{\" on one line");
-        if (!equals && !opening)
-            return fail(lineNo, L"neither \"=\" nor \"{\" on a line");
-
-        if (opening) {
-            if (const wchar_t* why = extractKey(line, opening, key))
-                return fail(lineNo, why);
-            if (current->find(key.c_str(), kPBlock))
-                return fail(lineNo, L"second block of the same name");
-            if (open.size() >= size_t(kMaxDepth))
-                return fail(lineNo, L"blocks nested too deeply");
-            if (++items > kMaxItems)
-                return fail(lineNo, L"more items than a parameter file may hold");
-            if ((text += key.size()) > kMaxTextLength)
-                return fail(lineNo, L"more text than a parameter file may hold");
-            open.push_back(new CPBlock(key.c_str()));
-            current = open.back();
-            continue;
-        }
-
-        const wchar_t* value = equals + 1;
-        if (*value == L'\0')
-            return fail(lineNo, L"nothing after \"=\"");
-        if (const wchar_t* why = extractKey(line, equals, key))
-            return fail(lineNo, why);
-        if (++items > kMaxItems)
-            return fail(lineNo, L"more items than a parameter file may hold");
-        if ((text += key.size() + std::wcslen(value)) > kMaxTextLength)
-            return fail(lineNo, L"more text than a parameter file may hold");
-        CPItem* item;
-        if (*value == L'"') {
-            item = new CPStr(key.c_str(), value + 1);
-        } else if (*value == L'\\') {
-            // The value runs to the next backslash, over as many lines as it takes;
-            // line ends are not part of it.
-            const int firstLine = lineNo;
-            payload.clear();
-            const wchar_t* piece = value + 1;
-            for (;;) {
-                if (const wchar_t* end = std::wcschr(piece, L'\\')) {
-                    payload.append(piece, end);
                     break;
                 }
-                payload += piece;
-                piece = lines.next();
-                if (!piece)
-                    return fail(firstLine, L"binary value not closed");
-                ++lineNo;
-                if ((text += std::wcslen(piece)) > kMaxTextLength)
-                    return fail(lineNo, L"more text than a parameter file may hold");
+                if (c == '{') {
+                    if (!opening)
+                        opening = q;
+                } else if (c == '}') {
+                    if (!closing)
+                        closing = q;
+                }
             }
-            item = new CPBin(key.c_str(), payload.c_str());
-        } else if (equalsAsciiNoCase(value, L"true") || equalsAsciiNoCase(value, L"false")) {
-            item = new CPBool(key.c_str(), equalsAsciiNoCase(value, L"true"));
-        } else {
-            item = new CPNum(key.c_str(), value);
+            if (equals && !opening)
+                opening = findChar(equals + 1, lineEnd, Char('{'));
+            if (closing && open.size() > 1) {
+                if (!equals) {
+                    closeInnermost();
+                    continue;
+                }
+                if (closing < equals)
+                    return fail(lineNo, L"\"}\" before \"=\"");
+            }
+            if (line == lineEnd)
+                continue;
+            if (equals && opening)
+                return fail(lineNo, L"both \"=\" and \"{\" on one line");
+            if (!equals && !opening)
+                return fail(lineNo, L"neither \"=\" nor \"{\" on a line");
+
+            const Char *keyStart = nullptr, *keyEnd = nullptr;
+            if (opening) {
+                if (const wchar_t* why = extractKey(line, opening, keyStart, keyEnd))
+                    return fail(lineNo, why);
+                const OdString* name = pool.shared(keyStart, size_t(keyEnd - keyStart));
+                if (!isNew(ChildSet::key(name, kPBlock)))
+                    return fail(lineNo, L"second block of the same name");
+                if (open.size() > size_t(kMaxDepth))
+                    return fail(lineNo, L"blocks nested too deeply");
+                if (++items > kMaxItems)
+                    return fail(lineNo, L"more items than a parameter file may hold");
+                if ((text += size_t(keyEnd - keyStart)) > kMaxTextLength)
+                    return fail(lineNo, L"more text than a parameter file may hold");
+                CPBlock* block = new (pool.allocate(sizeof(CPBlock))) CPBlock(tag(), name);
+                open.push_back(Open{block, children.size(), {}});
+                continue;
+            }
+
+            const Char* value = equals + 1;
+            if (value == lineEnd)
+                return fail(lineNo, L"nothing after \"=\"");
+            keyStart = runStart;
+            keyEnd = runEnd;
+            // Anything but blanks between the run and the "=" (or no run at all)
+            // is for the full rule to judge.
+            const Char* gap = runEnd;
+            while (gap < equals && *gap == ' ')
+                ++gap;
+            if (gap != equals || runStart == runEnd)
+                if (const wchar_t* why = extractKey(line, equals, keyStart, keyEnd))
+                    return fail(lineNo, why);
+            if (++items > kMaxItems)
+                return fail(lineNo, L"more items than a parameter file may hold");
+            if ((text += size_t(keyEnd - keyStart) + size_t(lineEnd - value)) > kMaxTextLength)
+                return fail(lineNo, L"more text than a parameter file may hold");
+            const OdString* name = pool.shared(keyStart, size_t(keyEnd - keyStart));
+            CPItem* item;
+            if (*value == '"') {
+                item = new (pool.allocate(sizeof(CPStr)))
+                    CPStr(tag(), name, pool.shared(value + 1, size_t(lineEnd - value - 1)));
+            } else if (*value == '\\') {
+                // The value runs to the next backslash, over as many lines as it
+                // takes; line ends are not part of it.
+                const int firstLine = lineNo;
+                payload.clear();
+                const Char* piece = value + 1;
+                const Char* pieceEnd = lineEnd;
+                for (;;) {
+                    if (const Char* end = findChar(piece, pieceEnd, Char('\\'))) {
+                        payload.append(piece, end);
+                        break;
+                    }
+                    payload.append(piece, pieceEnd);
+                    if (!lines.next())
+                        return fail(firstLine, L"binary value not closed");
+                    piece = lines.line;
+                    pieceEnd = piece + lines.length;
+                    ++lineNo;
+                    if ((text += lines.length) > kMaxTextLength)
+                        return fail(lineNo, L"more text than a parameter file may hold");
+                }
+                item = new (pool.allocate(sizeof(CPBin)))
+                    CPBin(tag(), name, pool.single(payload.data(), payload.size()));
+            } else if (equalsAsciiNoCase(value, lineEnd, "true") || equalsAsciiNoCase(value, lineEnd, "false")) {
+                item = new (pool.allocate(sizeof(CPBool)))
+                    CPBool(tag(), name, equalsAsciiNoCase(value, lineEnd, "true"));
+            } else {
+                item = new (pool.allocate(sizeof(CPNum)))
+                    CPNum(tag(), name, pool.shared(value, size_t(lineEnd - value)));
+            }
+            const uintptr_t key = ChildSet::key(name, item->m_kind);
+            if (!isNew(key)) {
+                CPItem::destroy(item);
+                return fail(lineNo, L"second item of the same name and kind");
+            }
+            children.push_back(item);
+            keys.push_back(key);
         }
-        if (!current->add(item)) {
-            delete item;
-            return fail(lineNo, L"second item of the same name and kind");
-        }
+        return true;
+    };
+
+    pia::TextLines& text_lines = source.text;
+    bool ok;
+    if (text_lines.isAscii()) {
+        ByteLines lines{text_lines};
+        ok = run(lines);
+    } else {
+        WideLines lines{text_lines};
+        ok = run(lines);
     }
+    if (!ok)
+        return false;
     // A block left open at the end of the text counts as closed.
-    while (!open.empty())
+    while (open.size() > 1)
         closeInnermost();
+    finish();
     return true;
 }
