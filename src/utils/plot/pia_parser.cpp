@@ -3,9 +3,11 @@
 // its quirks kept (no closing quote on strings, no escapes, a missing final "}"
 // accepted), so that files travel both ways between it and other programs.
 #include <algorithm>
+#include <bit>
 #include <cstdint>
 #include <cstring>
 #include <cwchar>
+#include <deque>
 #include <new>
 #include <string>
 #include <type_traits>
@@ -46,6 +48,22 @@ struct WideLines {
 };
 
 const char* findChar(const char* p, const char* end, char c) {
+    // Values are short: a word at a time beats the call.
+    if constexpr (std::endian::native == std::endian::little) {
+        constexpr uint64_t kOnes = 0x0101010101010101ull, kHighs = 0x8080808080808080ull;
+        const uint64_t pattern = kOnes * static_cast<unsigned char>(c);
+        for (; end - p >= 8; p += 8) {
+            uint64_t w;
+            std::memcpy(&w, p, 8);
+            const uint64_t x = w ^ pattern;
+            if (const uint64_t m = (x - kOnes) & ~x & kHighs)
+                return p + (std::countr_zero(m) >> 3);
+        }
+        for (; p < end; ++p)
+            if (*p == c)
+                return p;
+        return nullptr;
+    }
     return static_cast<const char*>(std::memchr(p, c, size_t(end - p)));
 }
 const wchar_t* findChar(const wchar_t* p, const wchar_t* end, wchar_t c) { return std::wmemchr(p, c, size_t(end - p)); }
@@ -145,6 +163,34 @@ bool isKeyStop(char c) { return kKeyStops.stop[static_cast<unsigned char>(c)]; }
 bool isKeyStop(wchar_t c) {
     const auto u = static_cast<uint32_t>(c);
     return u < 256 && kKeyStops.stop[u];
+}
+
+// The first character of [p, end) that ends a key's run (end when none); for
+// bytes, eight at a time.
+const wchar_t* keyRunEnd(const wchar_t* p, const wchar_t* end) {
+    while (p < end && !isKeyStop(*p))
+        ++p;
+    return p;
+}
+const char* keyRunEnd(const char* p, const char* end) {
+    if constexpr (std::endian::native == std::endian::little) {
+        constexpr uint64_t kOnes = 0x0101010101010101ull, kHighs = 0x8080808080808080ull;
+        // High bit set in the byte where w has c, and maybe in bytes after it,
+        // never before: the lowest one found is the first match.
+        auto has = [](uint64_t w, unsigned char c) {
+            const uint64_t x = w ^ (kOnes * c);
+            return (x - kOnes) & ~x & kHighs;
+        };
+        for (; end - p >= 8; p += 8) {
+            uint64_t w;
+            std::memcpy(&w, p, 8);
+            if (const uint64_t m = has(w, ' ') | has(w, '=') | has(w, '{') | has(w, '}'))
+                return p + (std::countr_zero(m) >> 3);
+        }
+    }
+    while (p < end && !isKeyStop(*p))
+        ++p;
+    return p;
 }
 
 } // namespace
@@ -373,14 +419,34 @@ bool CPIAParser::parseLines(LineSource& source) {
     // the other; a block takes its own when it closes (one allocation of the
     // right size) and joins its parent then, so after a failure the root holds
     // what was complete before the bad line.
+    // What stood at each place of the last block of each depth. The blocks of a
+    // table repeat one another key for key (255 styles of the same 16 keys and
+    // mostly the same values), so the text at a place is first compared with the
+    // hint's, which is cheaper than looking it up. A block whose children so far
+    // all match, in name and kind, the children of one earlier block (an
+    // accepted one, so none repeats) holds no second item of a name and kind.
+    struct Hint {
+        const OdString* name = nullptr;
+        const OdString* value = nullptr;
+        uint32_t nameAt = 0, valueAt = 0; // where the texts were read, in the text
+        uint32_t serial = 0;              // the block that left it
+        int kind = -1;
+    };
     struct Open {
         CPBlock* block;
         size_t first;
+        uint32_t serial; // which block this is, in the order they opened
+        // Whether every child so far stood at the same place, of the same name
+        // and kind, in the earlier block `source` of this depth (see Hint).
+        bool same = true;
+        uint32_t source = 0;
+        std::vector<Hint>* hints = nullptr; // the hints of its depth
         ChildSet set; // filled once the block has many children
     };
     std::vector<Open> open;
     open.reserve(8);
-    open.push_back(Open{m_root, 0, {}});
+    uint32_t serials = 0;
+    open.push_back(Open{m_root, 0, serials++});
     std::vector<CPItem*> children;
     children.reserve(256);
 
@@ -439,10 +505,77 @@ bool CPIAParser::parseLines(LineSource& source) {
         return false;
     };
 
+    // One row per depth; a deque, so that a row stays put as deeper ones are added.
+    std::deque<std::vector<Hint>> hints;
+    const char* const base = source.text.data();
+
     // The same steps over bytes or wide characters.
     auto run = [&](auto& lines) -> bool {
         using Char = std::remove_const_t<std::remove_pointer_t<decltype(lines.line)>>;
+        // Hints are kept for an ASCII text, whose bytes stay put and compare cheaply.
+        constexpr bool kHints = std::is_same_v<Char, char>;
         std::basic_string<Char> payload;
+
+        // The hint for the item about to be added to the innermost block.
+        auto hintHere = [&]() -> Hint* {
+            if constexpr (!kHints)
+                return nullptr;
+            Open& level = open.back();
+            if (!level.hints) {
+                const size_t depth = open.size() - 1;
+                if (hints.size() <= depth)
+                    hints.resize(depth + 1);
+                level.hints = &hints[depth];
+            }
+            std::vector<Hint>& row = *level.hints;
+            const size_t position = children.size() - level.first;
+            if (row.size() <= position)
+                row.resize(position + 1);
+            return &row[position];
+        };
+        // Whether the hint's text is the same as text, which is at in the text.
+        auto same = [&](const OdString* s, uint32_t at, const Char* text, size_t length) {
+            return s && size_t(s->getLength()) == length &&
+                   sameBytes(base + at, reinterpret_cast<const char*>(text), length);
+        };
+        auto hinted = [&](Hint* h, const Char* text, size_t length) {
+            if constexpr (kHints)
+                if (same(h->name, h->nameAt, text, length))
+                    return h->name;
+            return pool.shared(text, length);
+        };
+        auto hintedValue = [&](Hint* h, const OdString* name, int kind, const Char* text, size_t length) {
+            if constexpr (kHints)
+                if (h->name == name && h->kind == kind && same(h->value, h->valueAt, text, length))
+                    return h->value;
+            return pool.shared(text, length);
+        };
+        // Whether (name, kind) is new in the innermost block: at once while the
+        // block repeats an earlier one item for item, else by looking.
+        auto isNewHere = [&](Hint* h, const OdString* name, int kind) {
+            Open& level = open.back();
+            if constexpr (kHints) {
+                if (level.same && h->name == name && h->kind == kind) {
+                    if (children.size() == level.first)
+                        level.source = h->serial;
+                    if (h->serial == level.source)
+                        return true;
+                }
+            }
+            level.same = false;
+            return isNew(ChildSet::key(name, kind));
+        };
+        auto remember = [&](Hint* h, const OdString* name, const Char* nameText, int kind, const OdString* value,
+                            const Char* valueText) {
+            if constexpr (kHints) {
+                h->name = name;
+                h->nameAt = uint32_t(reinterpret_cast<const char*>(nameText) - base);
+                h->kind = kind;
+                h->value = value;
+                h->valueAt = value ? uint32_t(reinterpret_cast<const char*>(valueText) - base) : 0;
+                h->serial = open.back().serial;
+            }
+        };
         for (bool endedBefore = true;; endedBefore = lines.ended()) {
             if (!lines.next())
                 break;
@@ -457,8 +590,7 @@ bool CPIAParser::parseLines(LineSource& source) {
             while (q < lineEnd && *q == ' ')
                 ++q;
             const Char* const runStart = q;
-            while (q < lineEnd && !isKeyStop(*q))
-                ++q;
+            q = keyRunEnd(q, lineEnd);
             const Char* const runEnd = q;
             const Char* equals = nullptr;
             const Char* opening = nullptr;
@@ -498,9 +630,11 @@ bool CPIAParser::parseLines(LineSource& source) {
             if (opening) {
                 if (const wchar_t* why = extractKey(line, opening, keyStart, keyEnd))
                     return fail(lineNo, why);
-                const OdString* name = pool.shared(keyStart, size_t(keyEnd - keyStart));
-                if (!isNew(ChildSet::key(name, kPBlock)))
+                Hint* hint = hintHere();
+                const OdString* name = hinted(hint, keyStart, size_t(keyEnd - keyStart));
+                if (!isNewHere(hint, name, kPBlock))
                     return fail(lineNo, L"second block of the same name");
+                remember(hint, name, keyStart, kPBlock, nullptr, nullptr);
                 if (open.size() > size_t(kMaxDepth))
                     return fail(lineNo, L"blocks nested too deeply");
                 if (++items > kMaxItems)
@@ -508,7 +642,7 @@ bool CPIAParser::parseLines(LineSource& source) {
                 if ((text += size_t(keyEnd - keyStart)) > kMaxTextLength)
                     return fail(lineNo, L"more text than a parameter file may hold");
                 CPBlock* block = new (pool.allocate(sizeof(CPBlock))) CPBlock(tag(), name);
-                open.push_back(Open{block, children.size(), {}});
+                open.push_back(Open{block, children.size(), serials++});
                 continue;
             }
 
@@ -529,12 +663,19 @@ bool CPIAParser::parseLines(LineSource& source) {
                 return fail(lineNo, L"more items than a parameter file may hold");
             if ((text += size_t(keyEnd - keyStart) + size_t(lineEnd - value)) > kMaxTextLength)
                 return fail(lineNo, L"more text than a parameter file may hold");
-            const OdString* name = pool.shared(keyStart, size_t(keyEnd - keyStart));
+            Hint* hint = hintHere();
+            const OdString* name = hinted(hint, keyStart, size_t(keyEnd - keyStart));
             CPItem* item;
+            int kind;
+            const OdString* shown = nullptr; // the value's text, for strings and numbers
+            const Char* shownAt = nullptr;
             if (*value == '"') {
-                item = new (pool.allocate(sizeof(CPStr)))
-                    CPStr(tag(), name, pool.shared(value + 1, size_t(lineEnd - value - 1)));
+                kind = kPStr;
+                shownAt = value + 1;
+                shown = hintedValue(hint, name, kind, shownAt, size_t(lineEnd - shownAt));
+                item = new (pool.allocate(sizeof(CPStr))) CPStr(tag(), name, shown);
             } else if (*value == '\\') {
+                kind = kPBin;
                 // The value runs to the next backslash, over as many lines as it
                 // takes; line ends are not part of it.
                 const int firstLine = lineNo;
@@ -557,18 +698,23 @@ bool CPIAParser::parseLines(LineSource& source) {
                 }
                 item = new (pool.allocate(sizeof(CPBin)))
                     CPBin(tag(), name, pool.single(payload.data(), payload.size()));
-            } else if (equalsAsciiNoCase(value, lineEnd, "true") || equalsAsciiNoCase(value, lineEnd, "false")) {
+            } else if ((*value == 't' || *value == 'T' || *value == 'f' || *value == 'F') &&
+                       (equalsAsciiNoCase(value, lineEnd, "true") || equalsAsciiNoCase(value, lineEnd, "false"))) {
+                kind = kPBool;
                 item = new (pool.allocate(sizeof(CPBool)))
                     CPBool(tag(), name, equalsAsciiNoCase(value, lineEnd, "true"));
             } else {
-                item = new (pool.allocate(sizeof(CPNum)))
-                    CPNum(tag(), name, pool.shared(value, size_t(lineEnd - value)));
+                kind = kPNum;
+                shownAt = value;
+                shown = hintedValue(hint, name, kind, shownAt, size_t(lineEnd - shownAt));
+                item = new (pool.allocate(sizeof(CPNum))) CPNum(tag(), name, shown);
             }
-            const uintptr_t key = ChildSet::key(name, item->m_kind);
-            if (!isNew(key)) {
+            if (!isNewHere(hint, name, kind)) {
                 CPItem::destroy(item);
                 return fail(lineNo, L"second item of the same name and kind");
             }
+            remember(hint, name, keyStart, kind, shown, shownAt);
+            const uintptr_t key = ChildSet::key(name, kind);
             children.push_back(item);
             keys.push_back(key);
         }
@@ -577,7 +723,8 @@ bool CPIAParser::parseLines(LineSource& source) {
 
     pia::TextLines& text_lines = source.text;
     bool ok;
-    if (text_lines.isAscii()) {
+    // Places in the text are kept in 32 bits.
+    if (text_lines.isAscii() && text_lines.size() <= UINT32_MAX) {
         ByteLines lines{text_lines};
         ok = run(lines);
     } else {
