@@ -47,14 +47,16 @@ protected:
     // A parsed item is in its block (or is the parser's root) from the start.
     CPItem(ParseTag, int kind, const OdString* name) : m_name(name), m_kind(kind), m_flags(kParsed | kHeld) {}
 
+    // Kinds with a value: the name and the value in one allocation (the value is
+    // valueText()); the item owns both.
+    CPItem(int kind, const wchar_t* name, OdString&& value);
+    const OdString* valueText() const { return m_name + 1; }
     // The value text of an item that has one: shared with the parse, or the item's own.
-    static const OdString* ownText(const wchar_t* text) { return new OdString(text); }
     void setText(const OdString*& slot, const OdString& text);
     void releaseText(const OdString* slot) const {
         if (m_flags & kOwnsValue)
             delete slot;
     }
-    void ownValue() { m_flags |= kOwnsValue; }
 
 private:
     friend class CPBlock;
@@ -63,7 +65,8 @@ private:
         kOwnsName = 1,  // m_name was allocated for this item
         kOwnsValue = 2, // so was the value text (set by the owned constructors or setValue)
         kParsed = 4,    // laid out by a parse: the parser's memory, not the heap
-        kHeld = 8       // in a block (or the parser's root)
+        kHeld = 8,      // in a block (or the parser's root)
+        kPair = 16      // m_name is an array of two: the name and the value
     };
     // Deletes an item a block held, or ends one of a parse: the parser frees the
     // memory of its items all at once, so only what an item holds beyond it
@@ -71,7 +74,7 @@ private:
     static void destroy(CPItem* item) {
         if (!(item->m_flags & kParsed))
             delete item;
-        else if (item->m_kind == kPBlock || (item->m_flags & (kOwnsName | kOwnsValue)))
+        else if (item->m_kind == kPBlock || (item->m_flags & kOwnsValue))
             item->~CPItem();
     }
 
@@ -83,7 +86,7 @@ private:
 // Binary payload in its text form, kept exactly as read (the consumer spells it).
 class DRUTILS_API CPBin : public CPItem {
 public:
-    CPBin(const wchar_t* name, const wchar_t* payload) : CPItem(kPBin, name), m_value(ownText(payload)) { ownValue(); }
+    CPBin(const wchar_t* name, const wchar_t* payload) : CPItem(kPBin, name, OdString(payload)), m_value(valueText()) {}
     CPBin(ParseTag t, const OdString* name, const OdString* payload) : CPItem(t, kPBin, name), m_value(payload) {}
     ~CPBin() override;
     const OdString& value() const { return *m_value; }
@@ -106,7 +109,7 @@ private:
 
 class DRUTILS_API CPStr : public CPItem {
 public:
-    CPStr(const wchar_t* name, const wchar_t* value) : CPItem(kPStr, name), m_value(ownText(value)) { ownValue(); }
+    CPStr(const wchar_t* name, const wchar_t* value) : CPItem(kPStr, name, OdString(value)), m_value(valueText()) {}
     CPStr(ParseTag t, const OdString* name, const OdString* value) : CPItem(t, kPStr, name), m_value(value) {}
     ~CPStr() override;
     const OdString& value() const { return *m_value; }
@@ -123,7 +126,7 @@ public:
     CPNum(const wchar_t* name, double value, int precision);
     CPNum(const wchar_t* name, int value);
     // Kept verbatim, unchecked (the parser's form).
-    CPNum(const wchar_t* name, const wchar_t* text) : CPItem(kPNum, name), m_value(ownText(text)) { ownValue(); }
+    CPNum(const wchar_t* name, const wchar_t* text) : CPItem(kPNum, name, OdString(text)), m_value(valueText()) {}
     CPNum(ParseTag t, const OdString* name, const OdString* text) : CPItem(t, kPNum, name), m_value(text) {}
     ~CPNum() override;
     const OdString& value() const { return *m_value; }

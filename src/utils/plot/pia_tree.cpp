@@ -1,6 +1,7 @@
 // The parameter block tree: items, blocks and the typed readers.
 #include <charconv>
 #include <cwchar>
+#include <memory>
 #include <string>
 
 #include "pia.h"
@@ -9,13 +10,22 @@
 
 CPItem::CPItem(int kind, const wchar_t* name) : m_name(new OdString(name)), m_kind(kind), m_flags(kOwnsName) {}
 
+CPItem::CPItem(int kind, const wchar_t* name, OdString&& value) : m_name(nullptr), m_kind(kind), m_flags(kPair) {
+    std::unique_ptr<OdString[]> pair(new OdString[2]);
+    pair[0] = name;
+    pair[1] = std::move(value);
+    m_name = pair.release();
+}
+
 CPItem::~CPItem() {
-    if (m_flags & kOwnsName)
+    if (m_flags & kPair)
+        delete[] m_name;
+    else if (m_flags & kOwnsName)
         delete m_name;
 }
 
 void CPItem::setText(const OdString*& slot, const OdString& text) {
-    if (m_flags & kOwnsValue) {
+    if (m_flags & (kOwnsValue | kPair)) {
         *const_cast<OdString*>(slot) = text;
         return;
     }
@@ -70,9 +80,7 @@ OdString formatFixed(double value, int precision) {
 } // namespace
 
 CPNum::CPNum(const wchar_t* name, double value, int precision)
-    : CPItem(kPNum, name), m_value(new OdString(formatFixed(value, precision))) {
-    ownValue();
-}
+    : CPItem(kPNum, name, formatFixed(value, precision)), m_value(valueText()) {}
 
 namespace {
 
@@ -84,9 +92,7 @@ OdString decimal(int value) {
 
 } // namespace
 
-CPNum::CPNum(const wchar_t* name, int value) : CPItem(kPNum, name), m_value(new OdString(decimal(value))) {
-    ownValue();
-}
+CPNum::CPNum(const wchar_t* name, int value) : CPItem(kPNum, name, decimal(value)), m_value(valueText()) {}
 
 CPBlock::~CPBlock() {
     for (CPItem* item : m_items)
