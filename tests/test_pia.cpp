@@ -301,9 +301,10 @@ TEST_F(Pia, ParsedTreesBehaveAsBuiltOnes) {
 TEST_F(Pia, RepeatedBlocksStillRefuseSecondItems) {
     std::string big1 = "a{\n", big2 = "b{\n", bigTree = "a{";
     for (int i = 0; i < 40; ++i) {
-        const std::string line = " k" + std::to_string(i) + "=" + std::to_string(i) + "\n";
+        const std::string n = std::to_string(i);
+        const std::string line = std::string(" k").append(n).append("=").append(n).append("\n");
         big1 += line, big2 += line;
-        bigTree += "n:k" + std::to_string(i) + "=" + std::to_string(i) + ";";
+        bigTree.append("n:k").append(n).append("=").append(n).append(";");
     }
     big1 += "}\n";
     bigTree += "};";
@@ -319,8 +320,9 @@ TEST_F(Pia, RepeatedBlocksStillRefuseSecondItems) {
         {"a{\n v=1\n w=\"s\n}\nb{\n v=10\n w=\"s2\n}\nc{\n v=1\n u=\"s\n}", true,
          "a{n:v=1;s:w=s;};b{n:v=10;s:w=s2;};c{n:v=1;s:u=s;};", 0},
         // blocks too large to scan
-        {big1 + big2 + " k5=5\n}\n", false, bigTree, 84},
-        {big1 + big2 + " k5=\"5\n}\n", true, bigTree + "b" + bigTree.substr(1, bigTree.size() - 3) + "s:k5=5;};", 0},
+        {std::string(big1).append(big2).append(" k5=5\n}\n"), false, bigTree, 84},
+        {std::string(big1).append(big2).append(" k5=\"5\n}\n"), true,
+         std::string(bigTree).append("b").append(bigTree, 1, bigTree.size() - 3).append("s:k5=5;};"), 0},
     };
     const std::string wide = "u=\"\xc3\xa9\n"; // a text with it is not ASCII
     for (const auto& [text, ok, tree, line] : rows) {
@@ -329,9 +331,9 @@ TEST_F(Pia, RepeatedBlocksStillRefuseSecondItems) {
         EXPECT_EQ(ok, ascii.ok);
         EXPECT_EQ(tree, ascii.tree);
         EXPECT_EQ(line, ascii.line);
-        const ParseResult other = parseText(wide + text);
+        const ParseResult other = parseText(std::string(wide).append(text));
         EXPECT_EQ(ok, other.ok);
-        EXPECT_EQ("s:u=\xc3\xa9;" + tree, other.tree);
+        EXPECT_EQ(std::string("s:u=\xc3\xa9;").append(tree), other.tree);
         EXPECT_EQ(line ? line + 1 : 0, other.line);
     }
 }
@@ -353,7 +355,7 @@ TEST_F(Pia, NumbersReadAsTheCLibraryReadsThem) {
     CPBlock block(L"");
     for (const wchar_t* text : texts) {
         SCOPED_TRACE(U(text));
-        const std::wstring name = L"v" + std::to_wstring(block.size());
+        const std::wstring name = std::wstring(L"v").append(std::to_wstring(block.size()));
         block.add(new CPNum(name.c_str(), text));
         wchar_t* end = nullptr;
         const long l = wcstol(text, &end, 10);
@@ -384,8 +386,10 @@ TEST_F(Pia, NumbersReadAsTheCLibraryReadsThem) {
 TEST_F(Pia, ParsingOnSeveralThreadsAtOnce) {
     std::string table = "description=\"t\n";
     for (int i = 0; i < 64; ++i)
-        table += std::to_string(i) + "{\n name=\"Color_" + std::to_string(i) + "\n color=-1\n screen=100\n}\n";
-    const std::string texts[] = {table, "u=\"\xc3\xa9\n" + table, "a{\n x=1\n}\nb{\n x=1\n y=2\n}\n"};
+        table.append(std::to_string(i)).append("{\n name=\"Color_").append(std::to_string(i)).append(
+            "\n color=-1\n screen=100\n}\n");
+    const std::string texts[] = {table, std::string("u=\"\xc3\xa9\n").append(table),
+                                 "a{\n x=1\n}\nb{\n x=1\n y=2\n}\n"};
     std::string expected[3];
     for (int t = 0; t < 3; ++t)
         expected[t] = parseText(texts[t]).tree;
