@@ -199,27 +199,55 @@ const char* keyRunEnd(const char* p, const char* end) {
 
 namespace {
 
-// Chunks of finished parses on this thread, for the next one. Nothing here is
-// seen by another thread.
-thread_local std::vector<std::unique_ptr<std::byte[]>> t_spareChunks;
+// What finished parses on this thread leave for the next one: item chunks and
+// a lookup table. Nothing here is seen by another thread.
+struct Spares {
+    std::vector<std::unique_ptr<std::byte[]>> chunks;
+    std::vector<CPIAParser::Pool::Slot> slots;
+};
+
+// Made on first use and ended with the thread. The pointer and the flag need no
+// ending themselves, so a parser destroyed later in the thread's exit (a static
+// one, say) finds null and frees what it has instead.
+thread_local Spares* t_spares = nullptr;
+thread_local bool t_sparesEnded = false;
+
+struct SparesOwner {
+    ~SparesOwner() {
+        delete t_spares;
+        t_spares = nullptr;
+        t_sparesEnded = true;
+    }
+};
+thread_local SparesOwner t_sparesOwner;
+
+Spares* spares() {
+    if (!t_spares && !t_sparesEnded) {
+        (void)&t_sparesOwner; // made now, so that it ends the spares with the thread
+        t_spares = new Spares;
+    }
+    return t_spares;
+}
 
 } // namespace
 
 CPIAParser::Pool::~Pool() {
     // The texts end with m_strings; the items were ended by their blocks.
-    for (auto& chunk : m_chunks) {
-        if (t_spareChunks.size() >= kCachedChunks)
-            break;
-        t_spareChunks.push_back(std::move(chunk));
-    }
+    if (Spares* s = spares())
+        for (auto& chunk : m_chunks) {
+            if (s->chunks.size() >= kCachedChunks)
+                break;
+            s->chunks.push_back(std::move(chunk));
+        }
 }
 
 void CPIAParser::Pool::grow(size_t atLeast) {
     // Every item is far smaller than a chunk.
     (void)atLeast;
-    if (!t_spareChunks.empty()) {
-        m_chunks.push_back(std::move(t_spareChunks.back()));
-        t_spareChunks.pop_back();
+    Spares* s = spares();
+    if (s && !s->chunks.empty()) {
+        m_chunks.push_back(std::move(s->chunks.back()));
+        s->chunks.pop_back();
     } else {
         m_chunks.emplace_back(new std::byte[kChunk]);
     }
@@ -248,22 +276,18 @@ template <typename Char> const OdString* CPIAParser::Pool::single(const Char* te
     return s;
 }
 
-namespace {
-
-thread_local std::vector<CPIAParser::Pool::Slot> t_spareSlots;
-
-} // namespace
-
 void CPIAParser::Pool::beginParse(const char* text) {
     m_base = text;
     m_used = 0;
-    m_slots.swap(t_spareSlots);
+    if (Spares* s = spares())
+        m_slots.swap(s->slots);
     std::fill(m_slots.begin(), m_slots.end(), Slot{});
 }
 
 void CPIAParser::Pool::endParse() {
-    if (m_slots.size() <= kCachedSlots && m_slots.size() > t_spareSlots.size())
-        m_slots.swap(t_spareSlots);
+    Spares* s = spares();
+    if (s && m_slots.size() <= kCachedSlots && m_slots.size() > s->slots.size())
+        m_slots.swap(s->slots);
     m_slots.clear();
     m_slots.shrink_to_fit();
     m_used = 0;
