@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstring>
 
+#include "platform/codepage.h"
 #include "platform/files.h"
 
 namespace cli {
@@ -267,20 +268,8 @@ std::string Json::escape(std::wstring_view s) {
             out += buf;
         } else if (c > 0x10FFFF) {
             out += "\\ufffd";
-        } else if (c < 0x80) {
-            out += char(c);
-        } else if (c < 0x800) {
-            out += char(0xC0 | (c >> 6));
-            out += char(0x80 | (c & 0x3F));
-        } else if (c < 0x10000) {
-            out += char(0xE0 | (c >> 12));
-            out += char(0x80 | ((c >> 6) & 0x3F));
-            out += char(0x80 | (c & 0x3F));
         } else {
-            out += char(0xF0 | (c >> 18));
-            out += char(0x80 | ((c >> 12) & 0x3F));
-            out += char(0x80 | ((c >> 6) & 0x3F));
-            out += char(0x80 | (c & 0x3F));
+            ut::platform::appendUtf8(out, c);
         }
     }
     return out;

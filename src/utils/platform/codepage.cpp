@@ -193,37 +193,60 @@ std::string wideToUtf8(std::wstring_view text) { return wideToCodePage(text, kCo
 std::wstring utf8ToWide(std::string_view bytes) { return codePageToWide(bytes, kCodePageUtf8); }
 
 bool isValidUtf8(std::string_view s) {
-    size_t i = 0, n = s.size();
-    while (i < n) {
-        unsigned char c = static_cast<unsigned char>(s[i]);
-        size_t len;
-        unsigned min;
-        unsigned cp;
-        if (c < 0x80) {
-            ++i;
-            continue;
-        } else if ((c & 0xE0) == 0xC0) {
-            len = 2, min = 0x80, cp = c & 0x1F;
-        } else if ((c & 0xF0) == 0xE0) {
-            len = 3, min = 0x800, cp = c & 0x0F;
-        } else if ((c & 0xF8) == 0xF0) {
-            len = 4, min = 0x10000, cp = c & 0x07;
-        } else {
+    const auto* p = reinterpret_cast<const unsigned char*>(s.data());
+    char32_t cp = 0;
+    for (size_t i = 0, len = 0; i < s.size(); i += len)
+        if ((len = utf8Sequence(p + i, s.size() - i, cp)) == 0)
             return false;
-        }
-        if (i + len > n)
-            return false;
-        for (size_t k = 1; k < len; ++k) {
-            unsigned char cc = static_cast<unsigned char>(s[i + k]);
-            if ((cc & 0xC0) != 0x80)
-                return false;
-            cp = (cp << 6) | (cc & 0x3F);
-        }
-        if (cp < min || cp > 0x10FFFF || (cp >= 0xD800 && cp <= 0xDFFF))
-            return false;
-        i += len;
-    }
     return true;
+}
+
+void appendUtf8(std::string& out, char32_t c) {
+    if (c < 0x80) {
+        out += char(c);
+    } else if (c < 0x800) {
+        out += char(0xC0 | (c >> 6));
+        out += char(0x80 | (c & 0x3F));
+    } else if (c < 0x10000) {
+        out += char(0xE0 | (c >> 12));
+        out += char(0x80 | ((c >> 6) & 0x3F));
+        out += char(0x80 | (c & 0x3F));
+    } else {
+        out += char(0xF0 | (c >> 18));
+        out += char(0x80 | ((c >> 12) & 0x3F));
+        out += char(0x80 | ((c >> 6) & 0x3F));
+        out += char(0x80 | (c & 0x3F));
+    }
+}
+
+size_t utf8Sequence(const unsigned char* s, size_t n, char32_t& cp, bool surrogates) {
+    const unsigned c = s[0];
+    size_t len;
+    unsigned min;
+    if (c < 0x80) {
+        cp = c;
+        return 1;
+    } else if ((c & 0xE0) == 0xC0) {
+        len = 2, min = 0x80, cp = c & 0x1F;
+    } else if ((c & 0xF0) == 0xE0) {
+        len = 3, min = 0x800, cp = c & 0x0F;
+    } else if ((c & 0xF8) == 0xF0) {
+        len = 4, min = 0x10000, cp = c & 0x07;
+    } else {
+        return 0;
+    }
+    if (len > n)
+        return 0;
+    for (size_t k = 1; k < len; ++k) {
+        if ((s[k] & 0xC0) != 0x80)
+            return 0;
+        cp = (cp << 6) | (s[k] & 0x3F);
+    }
+    // An overlong form would give a second spelling of one character (a
+    // backslash, a "/"), which no reader of names may accept.
+    if (cp < min || cp > 0x10FFFF || (!surrogates && cp >= 0xD800 && cp <= 0xDFFF))
+        return 0;
+    return len;
 }
 
 ScopedCodePageLocale::ScopedCodePageLocale(int codePage) {

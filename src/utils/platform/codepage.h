@@ -33,6 +33,17 @@ DRUTILS_API std::wstring utf8ToWide(std::string_view bytes);
 // Whether the bytes are well-formed UTF-8 (plain ASCII is).
 DRUTILS_API bool isValidUtf8(std::string_view bytes);
 
+// UTF-8 one code point at a time, for text iconv would refuse: names holding the
+// stand-ins for undecodable bytes, stores that keep lone surrogates.
+// Appends the form of a code point below U+110000; a surrogate gets the three
+// bytes it would have if it were a character.
+DRUTILS_API void appendUtf8(std::string& out, char32_t c);
+// Length of the well-formed sequence at s (n bytes left), its code point in cp;
+// 0 when the byte at s starts none. Overlong forms, code points above U+10FFFF
+// and surrogates are not well-formed; with surrogates set, the last are taken,
+// so that what appendUtf8 wrote reads back.
+DRUTILS_API size_t utf8Sequence(const unsigned char* s, size_t n, char32_t& cp, bool surrogates = false);
+
 // Makes the character-type locale of the calling thread the one of a code page
 // for the lifetime of the object (uselocale, so other threads are not disturbed).
 // When no installed locale matches, the thread keeps its locale.

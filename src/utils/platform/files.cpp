@@ -70,56 +70,8 @@ const std::string& nameCodeset() {
     return codeset;
 }
 
-void appendUtf8(std::string& out, char32_t c) {
-    if (c < 0x80) {
-        out += char(c);
-    } else if (c < 0x800) {
-        out += char(0xC0 | (c >> 6));
-        out += char(0x80 | (c & 0x3F));
-    } else if (c < 0x10000) {
-        out += char(0xE0 | (c >> 12));
-        out += char(0x80 | ((c >> 6) & 0x3F));
-        out += char(0x80 | (c & 0x3F));
-    } else {
-        out += char(0xF0 | (c >> 18));
-        out += char(0x80 | ((c >> 12) & 0x3F));
-        out += char(0x80 | ((c >> 6) & 0x3F));
-        out += char(0x80 | (c & 0x3F));
-    }
-}
-
-// Length of the well-formed UTF-8 sequence at s (its code point in cp), 0 when the
-// byte at s does not start one.
-size_t utf8Sequence(const unsigned char* s, size_t n, char32_t& cp) {
-    const unsigned c = s[0];
-    size_t len;
-    unsigned min;
-    if (c < 0x80) {
-        cp = c;
-        return 1;
-    } else if ((c & 0xE0) == 0xC0) {
-        len = 2, min = 0x80, cp = c & 0x1F;
-    } else if ((c & 0xF0) == 0xE0) {
-        len = 3, min = 0x800, cp = c & 0x0F;
-    } else if ((c & 0xF8) == 0xF0) {
-        len = 4, min = 0x10000, cp = c & 0x07;
-    } else {
-        return 0;
-    }
-    if (len > n)
-        return 0;
-    for (size_t k = 1; k < len; ++k) {
-        if ((s[k] & 0xC0) != 0x80)
-            return 0;
-        cp = (cp << 6) | (s[k] & 0x3F);
-    }
-    // Overlong forms and surrogates are not characters: escaping them keeps the
-    // mapping one to one (an encoded U+DCxx would otherwise read as a byte).
-    if (cp < min || cp > 0x10FFFF || (cp >= 0xD800 && cp <= 0xDFFF))
-        return 0;
-    return len;
-}
-
+// Overlong forms and encoded surrogates are no characters: escaping their bytes
+// keeps the mapping one to one (an encoded U+DCxx would otherwise read as a byte).
 std::wstring decodeUtf8Name(std::string_view bytes) {
     std::wstring out;
     out.reserve(bytes.size());

@@ -15,6 +15,7 @@
 #include <unordered_map>
 #include <wctype.h>
 
+#include "platform/codepage.h"
 #include "ut_log.h"
 
 namespace ut::platform {
@@ -33,23 +34,12 @@ bool encodeText(std::wstring_view text, std::string& out) {
     out.reserve(text.size());
     for (wchar_t wc : text) {
         const uint32_t c = static_cast<uint32_t>(wc);
-        if (c < 0x80) {
+        if (c < 0x80)
             out += char(c);
-        } else if (c < 0x800) {
-            out += char(0xC0 | (c >> 6));
-            out += char(0x80 | (c & 0x3F));
-        } else if (c < 0x10000) {
-            out += char(0xE0 | (c >> 12));
-            out += char(0x80 | ((c >> 6) & 0x3F));
-            out += char(0x80 | (c & 0x3F));
-        } else if (c < 0x110000) {
-            out += char(0xF0 | (c >> 18));
-            out += char(0x80 | ((c >> 12) & 0x3F));
-            out += char(0x80 | ((c >> 6) & 0x3F));
-            out += char(0x80 | (c & 0x3F));
-        } else {
+        else if (c < 0x110000)
+            appendUtf8(out, char32_t(c));
+        else
             return false;
-        }
     }
     return true;
 }
@@ -59,29 +49,14 @@ std::wstring decodeText(const unsigned char* s, size_t n) {
     out.reserve(n);
     size_t i = 0;
     while (i < n) {
-        const unsigned c = s[i];
-        size_t len = c < 0x80 ? 1 : (c & 0xE0) == 0xC0 ? 2 : (c & 0xF0) == 0xE0 ? 3 : (c & 0xF8) == 0xF0 ? 4 : 0;
-        if (len == 0 || i + len > n) {
-            out += wchar_t(0xFFFD);
-            ++i;
+        if (s[i] < 0x80) {
+            out += wchar_t(s[i++]);
             continue;
         }
-        uint32_t cp = len == 1 ? c : c & (0xFF >> (len + 1));
-        bool ok = true;
-        for (size_t k = 1; k < len; ++k) {
-            if ((s[i + k] & 0xC0) != 0x80) {
-                ok = false;
-                break;
-            }
-            cp = (cp << 6) | (s[i + k] & 0x3F);
-        }
-        if (!ok) {
-            out += wchar_t(0xFFFD);
-            ++i;
-            continue;
-        }
-        out += wchar_t(cp);
-        i += len;
+        char32_t cp = 0;
+        const size_t len = utf8Sequence(s + i, n - i, cp, true);
+        out += len ? wchar_t(cp) : wchar_t(0xFFFD);
+        i += len ? len : 1;
     }
     return out;
 }
