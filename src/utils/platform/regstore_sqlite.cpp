@@ -253,6 +253,16 @@ std::wstring columnText(sqlite3_stmt* s, int i) {
     return decodeText(t, size_t(sqlite3_column_bytes(s, i)));
 }
 
+// A row of kValues: name, fold, type, flags, data.
+RegValueEntry valueRow(sqlite3_stmt* s) {
+    RegValueEntry e;
+    e.name = columnText(s, 0);
+    const auto* data = static_cast<const unsigned char*>(sqlite3_column_blob(s, 4));
+    e.value = decodeValue(uint32_t(sqlite3_column_int64(s, 2)), (sqlite3_column_int64(s, 3) & kFlagFloating) != 0,
+                          data, size_t(sqlite3_column_bytes(s, 4)));
+    return e;
+}
+
 struct CachedKey {
     int64_t id = 0; // 0: the key does not exist
     bool loaded = false;
@@ -746,13 +756,8 @@ struct RegStore::Impl {
         sqlite3_bind_int64(s, 1, k.id);
         int rc;
         while ((rc = sqlite3_step(s)) == SQLITE_ROW) {
-            RegValueEntry e;
-            e.name = columnText(s, 0);
             std::wstring folded = columnText(s, 1);
-            const auto* data = static_cast<const unsigned char*>(sqlite3_column_blob(s, 4));
-            e.value = decodeValue(uint32_t(sqlite3_column_int64(s, 2)), (sqlite3_column_int64(s, 3) & kFlagFloating) != 0,
-                                  data, size_t(sqlite3_column_bytes(s, 4)));
-            k.values.emplace(std::move(folded), std::move(e));
+            k.values.emplace(std::move(folded), valueRow(s));
         }
         if (rc != SQLITE_DONE) {
             k.values.clear();
@@ -878,6 +883,20 @@ struct RegStore::Impl {
         }
         RegStatus status() const { return m_status; }
         RegStatus failed(int rc) { return m_status = m_impl.failSql(m_function, rc, false); }
+        // The key a listing reads, found inside the read transaction; null with
+        // status() NotFound (never logged) when it does not exist, or the
+        // logged failure.
+        CachedKey* existingKey(const RegKeyPath& key, const void* owner) {
+            if (m_status != RegStatus::Ok)
+                return nullptr;
+            int rc = begin();
+            CachedKey* k = rc == SQLITE_OK ? m_impl.findKey(key, false, rc, owner) : nullptr;
+            if (rc != SQLITE_OK)
+                failed(rc);
+            else if (!k)
+                m_status = RegStatus::NotFound;
+            return k;
+        }
 
     private:
         Impl& m_impl;
@@ -922,6 +941,13 @@ RegStatus checkKeyPath(const RegKeyPath& key, std::string& cause) {
     return RegStatus::Ok;
 }
 
+// A key the store could hold; one it could not is simply not there for reads
+// and deletions.
+bool validKey(const RegKeyPath& key) {
+    std::string cause;
+    return checkKeyPath(key, cause) == RegStatus::Ok;
+}
+
 } // namespace
 
 std::string RegStore::currentUserPath() {
@@ -957,8 +983,7 @@ RegStore::~RegStore() {
 RegStatus RegStore::keyExists(const RegKeyPath& key) {
     std::lock_guard<std::recursive_mutex> lock(m_mutex);
     static constexpr char fn[] = "ut::platform::RegStore::keyExists";
-    std::string cause;
-    if (checkKeyPath(key, cause) != RegStatus::Ok)
+    if (!validKey(key))
         return RegStatus::NotFound;
     Impl::Reader r(*m_impl, fn);
     if (r.status() != RegStatus::Ok)
@@ -987,8 +1012,7 @@ RegStatus RegStore::createKey(const RegKeyPath& key) {
 
 RegStatus RegStore::deleteKey(const RegKeyPath& key) {
     std::lock_guard<std::recursive_mutex> lock(m_mutex);
-    std::string cause;
-    if (checkKeyPath(key, cause) != RegStatus::Ok)
+    if (!validKey(key))
         return RegStatus::NotFound;
     return m_impl->write(
         "ut::platform::RegStore::deleteKey",
@@ -1023,7 +1047,7 @@ RegStatus RegStore::renameKey(const RegKeyPath& key, std::wstring_view newName) 
         return m_impl->fail(fn, RegStatus::Invalid, "a key name is empty or holds a backslash", true);
     if (RegStatus s = checkName(newName, kMaxKeyName, cause); s != RegStatus::Ok)
         return m_impl->fail(fn, s, cause, true);
-    if (checkKeyPath(key, cause) != RegStatus::Ok)
+    if (!validKey(key))
         return RegStatus::NotFound;
     return m_impl->write(
         fn,
@@ -1057,20 +1081,13 @@ RegStatus RegStore::renameKey(const RegKeyPath& key, std::wstring_view newName) 
 RegStatus RegStore::subKeys(const RegKeyPath& key, std::vector<std::wstring>& names) {
     std::lock_guard<std::recursive_mutex> lock(m_mutex);
     names.clear();
-    std::string cause;
-    if (checkKeyPath(key, cause) != RegStatus::Ok)
+    if (!validKey(key))
         return RegStatus::NotFound;
     Impl::Reader r(*m_impl, "ut::platform::RegStore::subKeys");
-    if (r.status() != RegStatus::Ok)
-        return r.status();
-    int rc = r.begin();
-    if (rc != SQLITE_OK)
-        return r.failed(rc);
-    CachedKey* k = m_impl->findKey(key, false, rc, this);
-    if (rc != SQLITE_OK)
-        return r.failed(rc);
+    CachedKey* k = r.existingKey(key, this);
     if (!k)
-        return RegStatus::NotFound;
+        return r.status();
+    int rc = SQLITE_OK;
     Use s(m_impl->stmts[kSubKeys]);
     sqlite3_bind_int64(s, 1, k->id);
     while ((rc = sqlite3_step(s)) == SQLITE_ROW)
@@ -1085,30 +1102,17 @@ RegStatus RegStore::subKeys(const RegKeyPath& key, std::vector<std::wstring>& na
 RegStatus RegStore::values(const RegKeyPath& key, std::vector<RegValueEntry>& out) {
     std::lock_guard<std::recursive_mutex> lock(m_mutex);
     out.clear();
-    std::string cause;
-    if (checkKeyPath(key, cause) != RegStatus::Ok)
+    if (!validKey(key))
         return RegStatus::NotFound;
     Impl::Reader r(*m_impl, "ut::platform::RegStore::values");
-    if (r.status() != RegStatus::Ok)
-        return r.status();
-    int rc = r.begin();
-    if (rc != SQLITE_OK)
-        return r.failed(rc);
-    CachedKey* k = m_impl->findKey(key, false, rc, this);
-    if (rc != SQLITE_OK)
-        return r.failed(rc);
+    CachedKey* k = r.existingKey(key, this);
     if (!k)
-        return RegStatus::NotFound;
+        return r.status();
+    int rc = SQLITE_OK;
     Use s(m_impl->stmts[kValues]);
     sqlite3_bind_int64(s, 1, k->id);
-    while ((rc = sqlite3_step(s)) == SQLITE_ROW) {
-        RegValueEntry e;
-        e.name = columnText(s, 0);
-        const auto* data = static_cast<const unsigned char*>(sqlite3_column_blob(s, 4));
-        e.value = decodeValue(uint32_t(sqlite3_column_int64(s, 2)), (sqlite3_column_int64(s, 3) & kFlagFloating) != 0,
-                              data, size_t(sqlite3_column_bytes(s, 4)));
-        out.push_back(std::move(e));
-    }
+    while ((rc = sqlite3_step(s)) == SQLITE_ROW)
+        out.push_back(valueRow(s));
     if (rc != SQLITE_DONE) {
         out.clear();
         return r.failed(rc);
@@ -1119,20 +1123,13 @@ RegStatus RegStore::values(const RegKeyPath& key, std::vector<RegValueEntry>& ou
 RegStatus RegStore::counts(const RegKeyPath& key, size_t& subKeyCount, size_t& valueCount) {
     std::lock_guard<std::recursive_mutex> lock(m_mutex);
     subKeyCount = valueCount = 0;
-    std::string cause;
-    if (checkKeyPath(key, cause) != RegStatus::Ok)
+    if (!validKey(key))
         return RegStatus::NotFound;
     Impl::Reader r(*m_impl, "ut::platform::RegStore::counts");
-    if (r.status() != RegStatus::Ok)
-        return r.status();
-    int rc = r.begin();
-    if (rc != SQLITE_OK)
-        return r.failed(rc);
-    CachedKey* k = m_impl->findKey(key, false, rc, this);
-    if (rc != SQLITE_OK)
-        return r.failed(rc);
+    CachedKey* k = r.existingKey(key, this);
     if (!k)
-        return RegStatus::NotFound;
+        return r.status();
+    int rc = SQLITE_OK;
     for (Stmt which : {kCountSubKeys, kCountValues}) {
         Use s(m_impl->stmts[which]);
         sqlite3_bind_int64(s, 1, k->id);
@@ -1146,7 +1143,6 @@ RegStatus RegStore::counts(const RegKeyPath& key, size_t& subKeyCount, size_t& v
 RegStatus RegStore::getValue(const RegKeyPath& key, std::wstring_view name, RegValue& out) {
     std::lock_guard<std::recursive_mutex> lock(m_mutex);
     static constexpr char fn[] = "ut::platform::RegStore::getValue";
-    std::string cause;
     if (key.root() < 0 || key.root() >= kRootCount)
         return RegStatus::NotFound;
     Impl::Reader r(*m_impl, fn);
@@ -1160,15 +1156,10 @@ RegStatus RegStore::getValue(const RegKeyPath& key, std::wstring_view name, RegV
         if (k->id == 0)
             return RegStatus::NotFound;
     } else {
-        if ((rc = r.begin()) != SQLITE_OK)
-            return r.failed(rc);
-        if (checkKeyPath(key, cause) != RegStatus::Ok)
+        if (!validKey(key))
             return RegStatus::NotFound;
-        k = m_impl->findKey(key, false, rc, this);
-        if (rc != SQLITE_OK)
-            return r.failed(rc);
-        if (!k)
-            return RegStatus::NotFound;
+        if (!(k = r.existingKey(key, this)))
+            return r.status();
         if ((rc = m_impl->loadValues(*k)) != SQLITE_OK)
             return r.failed(rc);
     }
@@ -1234,8 +1225,7 @@ RegStatus RegStore::setValue(const RegKeyPath& key, std::wstring_view name, cons
 
 RegStatus RegStore::deleteValue(const RegKeyPath& key, std::wstring_view name) {
     std::lock_guard<std::recursive_mutex> lock(m_mutex);
-    std::string cause;
-    if (checkKeyPath(key, cause) != RegStatus::Ok)
+    if (!validKey(key))
         return RegStatus::NotFound;
     const std::wstring folded = foldName(name);
     std::string foldText;
@@ -1268,7 +1258,7 @@ RegStatus RegStore::renameValue(const RegKeyPath& key, std::wstring_view oldName
     std::string cause;
     if (RegStatus s = checkName(newName, kMaxValueName, cause); s != RegStatus::Ok)
         return m_impl->fail(fn, s, cause, true);
-    if (checkKeyPath(key, cause) != RegStatus::Ok)
+    if (!validKey(key))
         return RegStatus::NotFound;
     const std::wstring oldFold = foldName(oldName), newFold = foldName(newName);
     std::string oldFoldText, newFoldText, newNameText;
