@@ -230,6 +230,7 @@ TEST_F(ToolGroups, RegAndProfileCommands) {
     EXPECT_EQ(run({"profile", "export", "Office", dir.file("exists.reg")}), 1);
     EXPECT_EQ(readFile(dir.file("exists.reg")), "keep me");
     EXPECT_EQ(run({"reg", "export", "Profiles", dir.file("exists.reg")}), 1);
+    EXPECT_EQ(lastErr, "drutils: " + dir.file("exists.reg") + ": already exists (--force replaces it)\n");
     ASSERT_EQ(run({"profile", "export", "--force", "Office", dir.file("exists.reg")}), 0) << lastErr;
     ASSERT_EQ(run({"profile", "import", dir.file("exists.reg"), "--name", "Laptop", "--description", "moved"}, &out), 0)
         << lastErr;

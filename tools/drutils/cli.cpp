@@ -80,6 +80,23 @@ bool rejectUnknownOptions(const Args& args) {
     return false;
 }
 
+int runGroup(Args& args, const char* group, const std::string& help, std::initializer_list<Command> commands) {
+    if (args.empty() || (wantsHelp(args) && args.size() == 1)) {
+        std::fputs(help.c_str(), args.empty() ? stderr : stdout);
+        return args.empty() ? kUsage : kOk;
+    }
+    const std::string command = args[0];
+    args.erase(args.begin());
+    if (wantsHelp(args)) {
+        std::fputs(help.c_str(), stdout);
+        return kOk;
+    }
+    for (const Command& c : commands)
+        if (command == c.name)
+            return c.run(args);
+    return usage("unknown command '" + std::string(group) + " " + command + "'");
+}
+
 std::string checkInput(const std::string& path) {
     using ut::platform::EntryKind;
     ut::platform::FileInfo info;
