@@ -201,25 +201,9 @@ bool Config::exportProfile(const OdString& profile, const OdString& fileName, bo
 
 bool Config::import(const OdString& fileName, bool report) {
     static const char fn[] = "ut::Config::import";
-    if (fileName.isEmpty()) {
-        if (report)
-            logError(kSource, fn, L"Bad arguments");
-        return false;
-    }
     std::vector<std::wstring> lines;
-    std::string cause;
-    switch (regfile::readLines(fileName, lines, cause)) {
-    case regfile::ReadResult::Ok:
-        break;
-    case regfile::ReadResult::NotFound:
-        if (report)
-            logError(kSource, fn, L"File not found: %ls", fileName.c_str());
+    if (!regfile::readForImport(fileName, lines, report, kSource, fn, L"File not found: %ls"))
         return false;
-    default:
-        if (report)
-            logError(kSource, fn, L"%ls: %ls", fileName.c_str(), wxString::FromUTF8(cause).wc_str());
-        return false;
-    }
     RegConfig* config = config_detail::regConfig();
     if (!config)
         return false;

@@ -7,6 +7,7 @@
 
 #include "platform/codepage.h"
 #include "platform/files.h"
+#include "ut_log.h"
 
 namespace ut::regfile {
 
@@ -203,6 +204,29 @@ ReadResult readLines(const OdString& path, std::vector<std::wstring>& lines, std
         return ReadResult::Unreadable;
     }
     return decodeLines(bytes, lines, cause);
+}
+
+bool readForImport(const OdString& path, std::vector<std::wstring>& lines, bool report, const char* source,
+                   const char* function, const wchar_t* notFound) {
+    lines.clear();
+    if (path.isEmpty()) {
+        if (report)
+            logError(source, function, L"Bad arguments");
+        return false;
+    }
+    std::string cause;
+    switch (readLines(path, lines, cause)) {
+    case ReadResult::Ok:
+        return true;
+    case ReadResult::NotFound:
+        if (report)
+            logError(source, function, notFound, path.c_str());
+        return false;
+    default:
+        if (report)
+            logError(source, function, L"%ls: %ls", path.c_str(), platform::utf8ToWide(cause).c_str());
+        return false;
+    }
 }
 
 WriteResult writeLines(const OdString& path, const std::vector<std::wstring>& lines) {

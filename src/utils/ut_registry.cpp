@@ -327,25 +327,9 @@ bool Registry::exportKey(ERootKey root, const OdString& path, const OdString& fi
 
 bool Registry::importKey(const OdString& fileName, bool report) {
     static const char fn[] = "ut::Registry::importKey";
-    if (fileName.isEmpty()) {
-        if (report)
-            logError(kSource, fn, L"Bad arguments");
-        return false;
-    }
     std::vector<std::wstring> lines;
-    std::string cause;
-    switch (regfile::readLines(fileName, lines, cause)) {
-    case regfile::ReadResult::Ok:
-        break;
-    case regfile::ReadResult::NotFound:
-        if (report)
-            logError(kSource, fn, L"File not found");
+    if (!regfile::readForImport(fileName, lines, report, kSource, fn, L"File not found"))
         return false;
-    default:
-        if (report)
-            logError(kSource, fn, L"%ls: %ls", fileName.c_str(), wxString::FromUTF8(cause).wc_str());
-        return false;
-    }
     auto store = platform::RegStore::forCurrentUser();
     KeySink sink(store);
     bool committed;
