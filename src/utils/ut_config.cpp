@@ -4,6 +4,7 @@
 #include <climits>
 #include <cstdlib>
 #include <cwchar>
+#include <cwctype>
 
 #include <wx/app.h>
 #include <wx/display.h>
@@ -36,6 +37,7 @@ const char kSource[] = "src/utils/ut_config";
 
 namespace {
 
+using config_detail::formatG;
 using config_detail::kSource;
 
 const wchar_t kMaker[] = L"Corvane";
@@ -82,13 +84,6 @@ bool splitReals(const wxString& text, int count, double* out) {
             return false;
     }
     return true;
-}
-
-// "%g" in the C locale, whatever locale the application runs in.
-std::wstring formatG(double v) {
-    char buf[64];
-    const auto r = std::to_chars(buf, buf + sizeof buf, v, std::chars_format::general, 6);
-    return std::wstring(buf, r.ptr);
 }
 
 // The process-wide object, created on first need.
@@ -180,6 +175,21 @@ bool config_detail::savePos(ECfgGroup group, const OdString& windowName, const w
 
 bool config_detail::loadPos(ECfgGroup group, const OdString& windowName, wxPoint& pos) {
     return Config::read(group, OdString(L"pos/") + windowName, pos);
+}
+
+std::wstring config_detail::formatG(double v) {
+    char buf[64];
+    const auto r = std::to_chars(buf, buf + sizeof buf, v, std::chars_format::general, 6);
+    return std::wstring(buf, r.ptr);
+}
+
+bool config_detail::startsWithNoCase(const std::wstring& s, const std::wstring& prefix) {
+    if (s.size() < prefix.size())
+        return false;
+    for (size_t i = 0; i < prefix.size(); ++i)
+        if (std::towupper(wint_t(s[i])) != std::towupper(wint_t(prefix[i])))
+            return false;
+    return true;
 }
 
 void config_detail::fitIntoArea(wxRect& rect, const wxRect& area) {

@@ -2,7 +2,6 @@
 // "Profiles" key (kCfgProfiles), and their registry files.
 #include <algorithm>
 #include <cwchar>
-#include <cwctype>
 
 #include "platform/codepage.h"
 #include "platform/files.h"
@@ -19,15 +18,6 @@ namespace {
 
 wxString wx(const OdString& s) { return wxString(s.c_str(), size_t(s.getLength())); }
 OdString od(const wxString& s) { return OdString(s.wc_str()); }
-
-bool startsWithNoCase(const std::wstring& s, const std::wstring& prefix) {
-    if (s.size() < prefix.size())
-        return false;
-    for (size_t i = 0; i < prefix.size(); ++i)
-        if (std::towupper(wint_t(s[i])) != std::towupper(wint_t(prefix[i])))
-            return false;
-    return true;
-}
 
 // "[HKEY_CURRENT_USER\Software\Corvane\Draftium\V17x64\en_US\Profiles\"
 std::wstring profilesKeyPrefix() {
@@ -123,7 +113,7 @@ bool getProfileNameFromFile(const wxString& file, wxString& name, wxString* text
     size_t i = 0;
     std::wstring found;
     for (; i < lines.size(); ++i) {
-        if (!startsWithNoCase(lines[i], prefix))
+        if (!config_detail::startsWithNoCase(lines[i], prefix))
             continue;
         const std::wstring rest = lines[i].substr(prefix.size());
         const size_t end = rest.find_first_of(L"\\]");
@@ -161,7 +151,7 @@ bool replaceProfileName(const wxString& src, const wxString& dst, const wxString
     const std::wstring prefix = profilesKeyPrefix();
     const std::wstring name = newName.ToStdWstring();
     for (size_t i = 0; i + 1 < lines.size(); ++i) {
-        if (!startsWithNoCase(lines[i], prefix))
+        if (!config_detail::startsWithNoCase(lines[i], prefix))
             continue;
         std::wstring rest = lines[i].substr(prefix.size());
         const size_t slash = rest.find(L'\\');
