@@ -1,5 +1,6 @@
 #include "ut_config.h"
 
+#include <algorithm>
 #include <charconv>
 #include <climits>
 #include <cstdlib>
@@ -12,7 +13,7 @@
 
 #include "platform/codepage.h"
 #include "platform/filelock.h"
-#include "platform/process.h"
+#include "platform/files.h"
 #include "ut_config_internal.h"
 #include "ut_filename.h"
 #include "ut_log.h"
@@ -417,8 +418,15 @@ OdString Config::currentLanguage() {
     wxString curver;
     if (s_pConfigBase->Read(wx(versionRoot(kCfgPathConfig) + L"/CURVER"), &curver) && !curver.empty())
         s_currentLanguage = od(curver);
-    s_currentLanguage =
-        config_detail::chooseLanguage(s_currentLanguage, platform::subfolders(platform::executableDirectory()));
+    // The folders beside the executable (links followed), by their bytes.
+    std::vector<std::pair<OdString, platform::EntryKind>> entries;
+    platform::listDirectory(platform::executableDirectory(), entries);
+    std::vector<std::string> folders;
+    for (const auto& [name, kind] : entries)
+        if (kind == platform::EntryKind::Directory)
+            folders.push_back(platform::fileNameToBytes(name.str()));
+    std::sort(folders.begin(), folders.end());
+    s_currentLanguage = config_detail::chooseLanguage(s_currentLanguage, folders);
     return s_currentLanguage;
 }
 

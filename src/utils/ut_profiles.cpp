@@ -3,9 +3,7 @@
 #include <algorithm>
 #include <cwchar>
 
-#include "platform/codepage.h"
 #include "platform/files.h"
-#include "platform/process.h"
 #include "ut_config.h"
 #include "ut_config_internal.h"
 #include "ut_filename.h"
@@ -170,10 +168,9 @@ bool importProfile(const wxString& file, const wxString* newName, const wxString
         return Config::import(od(file), true);
     if (!usableName(*newName))
         return false;
-    const std::string temp = platform::createTempFile(platform::nativePath(FileName::getTempDir()), "drutils-profile-", ".reg");
-    if (temp.empty())
+    const OdString tempName = platform::createUniqueFile(FileName::getTempDir() + L"drutils-profile-", L".reg");
+    if (tempName.isEmpty())
         return false;
-    const OdString tempName(platform::utf8ToWide(temp));
     bool ok = replaceProfileName(file, wx(tempName), *newName) && Config::import(tempName, true);
     if (ok && text)
         ok = setProfileDescription(*newName, *text);

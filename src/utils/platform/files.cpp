@@ -470,6 +470,18 @@ OdString homeDirectory() {
     return OdString(L"/");
 }
 
+OdString executableDirectory() {
+    std::string buf(PATH_MAX, '\0');
+    const ssize_t n = ::readlink("/proc/self/exe", buf.data(), buf.size());
+    if (n <= 0 || size_t(n) >= buf.size())
+        return OdString();
+    buf.resize(size_t(n));
+    const size_t slash = buf.rfind('/');
+    if (slash == std::string::npos)
+        return OdString();
+    return fromNativePath(slash == 0 ? std::string("/") : buf.substr(0, slash));
+}
+
 OdString systemTempDirectory() {
     for (const char* var : {"TMPDIR", "TMP", "TEMP"}) {
         const char* v = std::getenv(var);
@@ -479,16 +491,17 @@ OdString systemTempDirectory() {
     return OdString(L"/tmp");
 }
 
-OdString createUniqueFile(const OdString& prefix) {
+OdString createUniqueFile(const OdString& prefix, const OdString& suffix) {
     std::string base = nativePath(prefix);
     if (base.find('/') == std::string::npos) {
         std::string dir = nativePath(systemTempDirectory());
         base = (dir.empty() || dir.back() == '/' ? dir : dir + "/") + base;
     }
-    std::string templ = base + "XXXXXX";
+    const std::string tail = nativePath(suffix);
+    std::string templ = base + "XXXXXX" + tail;
     // mkstemp: created exclusively with mode 0600, so nobody else can have opened
     // the name first or read what goes into it.
-    const int fd = ::mkostemp(templ.data(), O_CLOEXEC);
+    const int fd = ::mkostemps(templ.data(), int(tail.size()), O_CLOEXEC);
     if (fd < 0)
         return OdString();
     ::close(fd);

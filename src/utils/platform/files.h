@@ -108,12 +108,15 @@ DRUTILS_API bool setCurrentDirectory(const OdString& path);
 // Empty when it cannot be told.
 DRUTILS_API OdString currentDirectory();
 DRUTILS_API OdString homeDirectory();
+// The folder of the running executable; empty when the system does not tell.
+DRUTILS_API OdString executableDirectory();
 // $TMPDIR when it names a directory, else /tmp.
 DRUTILS_API OdString systemTempDirectory();
 // Creates a new empty file (mode 0600, exclusively, so no other process can have
-// made or opened it) whose name is prefix and a unique tail; a prefix without a
-// directory goes to the system temporary directory. Empty when none could be made.
-DRUTILS_API OdString createUniqueFile(const OdString& prefix);
+// made or opened it) whose name is prefix, a unique part and suffix; a prefix
+// without a directory goes to the system temporary directory. Empty when none
+// could be made.
+DRUTILS_API OdString createUniqueFile(const OdString& prefix, const OdString& suffix = OdString());
 
 // ---------------------------------------------------------------- writing
 
