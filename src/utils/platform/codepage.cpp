@@ -1,6 +1,7 @@
 #include "platform/codepage.h"
 
 #include <cerrno>
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <iconv.h>
@@ -247,6 +248,95 @@ size_t utf8Sequence(const unsigned char* s, size_t n, char32_t& cp, bool surroga
     if (cp < min || cp > 0x10FFFF || (!surrogates && cp >= 0xD800 && cp <= 0xDFFF))
         return 0;
     return len;
+}
+
+std::u16string wideToUtf16(std::wstring_view text, bool keepLoneSurrogates) {
+    std::u16string units;
+    units.reserve(text.size());
+    for (wchar_t wc : text) {
+        const char32_t c = char32_t(wc);
+        if (c >= 0x10000 && c <= 0x10FFFF) {
+            units += char16_t(0xD800 + ((c - 0x10000) >> 10));
+            units += char16_t(0xDC00 + ((c - 0x10000) & 0x3FF));
+        } else {
+            const bool lone = c >= 0xD800 && c <= 0xDFFF;
+            units += c > 0x10FFFF || (lone && !keepLoneSurrogates) ? u'\uFFFD' : char16_t(c);
+        }
+    }
+    return units;
+}
+
+std::wstring utf16ToWide(std::u16string_view units, bool keepLoneSurrogates) {
+    std::wstring out;
+    out.reserve(units.size());
+    for (size_t i = 0; i < units.size(); ++i) {
+        const char32_t u = units[i];
+        if (u >= 0xD800 && u <= 0xDBFF && i + 1 < units.size() && units[i + 1] >= 0xDC00 && units[i + 1] <= 0xDFFF) {
+            out += wchar_t(0x10000 + ((u - 0xD800) << 10) + (char32_t(units[++i]) - 0xDC00));
+            continue;
+        }
+        const bool lone = u >= 0xD800 && u <= 0xDFFF;
+        out += lone && !keepLoneSurrogates ? wchar_t(0xFFFD) : wchar_t(u);
+    }
+    return out;
+}
+
+std::u16string utf16Units(std::string_view bytes, bool bigEndian) {
+    std::u16string units(bytes.size() / 2, u'\0');
+    for (size_t i = 0; i < units.size(); ++i) {
+        const unsigned a = static_cast<unsigned char>(bytes[2 * i]), b = static_cast<unsigned char>(bytes[2 * i + 1]);
+        units[i] = char16_t(bigEndian ? (a << 8 | b) : (b << 8 | a));
+    }
+    return units;
+}
+
+namespace {
+
+std::wstring utf32ToWide(std::string_view bytes, bool bigEndian, bool keepLoneSurrogates) {
+    std::wstring out;
+    for (size_t i = 0; i + 3 < bytes.size(); i += 4) {
+        uint32_t c = 0;
+        for (size_t k = 0; k < 4; ++k)
+            c |= uint32_t(static_cast<unsigned char>(bytes[i + k])) << (8 * (bigEndian ? 3 - k : k));
+        const bool lone = c >= 0xD800 && c <= 0xDFFF;
+        out += c > 0x10FFFF || (lone && !keepLoneSurrogates) ? wchar_t(0xFFFD) : wchar_t(c);
+    }
+    return out;
+}
+
+} // namespace
+
+std::wstring decodeTextFile(std::string_view bytes, bool keepLoneSurrogates) {
+    // UTF-32LE first: its mark begins with UTF-16LE's.
+    if (bytes.starts_with("\xEF\xBB\xBF"))
+        return utf8ToWide(bytes.substr(3));
+    if (bytes.starts_with(std::string_view("\xFF\xFE\0\0", 4)))
+        return utf32ToWide(bytes.substr(4), false, keepLoneSurrogates);
+    if (bytes.starts_with(std::string_view("\0\0\xFE\xFF", 4)))
+        return utf32ToWide(bytes.substr(4), true, keepLoneSurrogates);
+    if (bytes.starts_with("\xFF\xFE"))
+        return utf16ToWide(utf16Units(bytes.substr(2), false), keepLoneSurrogates);
+    if (bytes.starts_with("\xFE\xFF"))
+        return utf16ToWide(utf16Units(bytes.substr(2), true), keepLoneSurrogates);
+    if (isValidUtf8(bytes))
+        return utf8ToWide(bytes);
+    return codePageToWide(bytes, ansiCodePage());
+}
+
+std::vector<std::wstring> splitLines(std::wstring_view text) {
+    std::vector<std::wstring> lines;
+    size_t start = 0;
+    for (size_t i = 0; i < text.size(); ++i) {
+        if (text[i] != L'\r' && text[i] != L'\n')
+            continue;
+        lines.emplace_back(text.substr(start, i - start));
+        if (text[i] == L'\r' && i + 1 < text.size() && text[i + 1] == L'\n')
+            ++i;
+        start = i + 1;
+    }
+    if (start < text.size())
+        lines.emplace_back(text.substr(start));
+    return lines;
 }
 
 ScopedCodePageLocale::ScopedCodePageLocale(int codePage) {
