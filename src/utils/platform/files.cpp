@@ -405,25 +405,32 @@ bool isDirectory(const std::string& native) {
     return ::stat(native.c_str(), &st) == 0 && S_ISDIR(st.st_mode);
 }
 
-bool makeDirectories(const std::string& native, mode_t perm) {
+} // namespace
+
+bool makeNativeDirectories(const std::string& native, unsigned perm) {
     if (native.empty() || isDirectory(native))
         return true;
     const size_t slash = native.find_last_not_of('/') == std::string::npos
                              ? std::string::npos
                              : native.rfind('/', native.find_last_not_of('/'));
-    if (slash != std::string::npos && slash > 0 && !makeDirectories(native.substr(0, slash), perm))
+    if (slash != std::string::npos && slash > 0 && !makeNativeDirectories(native.substr(0, slash), perm))
         return false;
-    return ::mkdir(native.c_str(), perm) == 0 || (errno == EEXIST && isDirectory(native));
+    if (::mkdir(native.c_str(), mode_t(perm)) == 0)
+        return true;
+    if (errno != EEXIST)
+        return false;
+    if (isDirectory(native)) // made by another meanwhile
+        return true;
+    errno = ENOTDIR; // a file is in the way
+    return false;
 }
-
-} // namespace
 
 bool makeDirectory(const OdString& path, int perm, bool parents) {
     if (path.isEmpty())
         return false;
     const std::string native = nativePath(path);
     if (parents)
-        return makeDirectories(native, mode_t(perm));
+        return makeNativeDirectories(native, unsigned(perm));
     return ::mkdir(native.c_str(), mode_t(perm)) == 0;
 }
 

@@ -98,6 +98,10 @@ DRUTILS_API bool sameFile(const OdString& a, const OdString& b);
 // parents: missing parents are made too. True when the directory exists afterwards
 // (only when it was made here, without parents).
 DRUTILS_API bool makeDirectory(const OdString& path, int perm, bool parents);
+// The same with parents on a path that is the system's bytes already (one taken
+// from the environment); false with errno telling why (ENOTDIR: a file is in
+// the way).
+DRUTILS_API bool makeNativeDirectories(const std::string& native, unsigned perm);
 DRUTILS_API bool removeDirectory(const OdString& path);
 // The entries of a directory except "." and "..", each with its kind; a link is
 // followed, or with followLinks false reported as Other. False when the directory

@@ -16,6 +16,7 @@
 #include <wctype.h>
 
 #include "platform/codepage.h"
+#include "platform/files.h"
 #include "ut_log.h"
 
 namespace ut::platform {
@@ -484,30 +485,6 @@ struct RegStore::Impl {
         ++epoch;
     }
 
-    static bool makeFolders(const std::string& file, std::string& failedAt, int& error) {
-        size_t slash = file.rfind('/');
-        if (slash == std::string::npos || slash == 0)
-            return true;
-        const std::string dir = file.substr(0, slash);
-        for (size_t pos = 1; pos <= dir.size(); ++pos) {
-            if (pos != dir.size() && dir[pos] != '/')
-                continue;
-            const std::string part = dir.substr(0, pos);
-            if (::mkdir(part.c_str(), 0700) != 0 && errno != EEXIST) {
-                failedAt = part;
-                error = errno;
-                return false;
-            }
-        }
-        struct stat st;
-        if (::stat(dir.c_str(), &st) != 0 || !S_ISDIR(st.st_mode)) {
-            failedAt = dir;
-            error = errno ? errno : ENOTDIR;
-            return false;
-        }
-        return true;
-    }
-
     void mapChangeCounter() {
         const std::string name = path + "-changes";
         int fd = ::open(name.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0644);
@@ -560,10 +537,12 @@ struct RegStore::Impl {
         static constexpr char fn[] = "ut::platform::RegStore::open";
         if (path.empty())
             return fail(fn, RegStatus::CannotOpen, "no file name", false);
-        std::string failedAt;
-        int error = 0;
-        if (!makeFolders(path, failedAt, error))
-            return fail(fn, RegStatus::CannotOpen, "cannot create folder " + failedAt + systemCause(error), false);
+        // The folder is the user's own: private, as the settings in it are.
+        if (const size_t slash = path.rfind('/'); slash != std::string::npos && slash > 0) {
+            const std::string dir = path.substr(0, slash);
+            if (!makeNativeDirectories(dir, 0700))
+                return fail(fn, RegStatus::CannotOpen, "cannot create folder " + dir + systemCause(errno), false);
+        }
 
         // A file that nobody may write is read-only, as a file with the Windows
         // read-only attribute is, whoever opens it.
