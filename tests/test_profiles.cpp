@@ -193,6 +193,8 @@ TEST_F(ToolGroups, ConfigGetSetListDelete) {
     for (const std::vector<std::string>& bad :
          {std::vector<std::string>{"config", "set", "--type", "integer", "setup", "n", "12x"},
           {"config", "set", "--type", "rect", "setup", "n", "1,2,3"},
+          {"config", "set", "--type", "binary", "setup", "n", "0a,f"},
+          {"config", "set", "--type", "binary", "setup", "n", "0x0a"},
           {"config", "set", "Windows", "n", "1"},
           {"config", "get", "99", "n"},
           {"config", "set", "--json", "setup", "n", "1"}})

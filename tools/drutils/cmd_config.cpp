@@ -1,18 +1,16 @@
 // drutils config get|set|list|delete: the application's settings by group and key,
 // for administrators and scripts. The store is the current user's (or the file
 // DRUTILS_REGISTRY_DB names); profile-level groups follow the current profile.
-#include <cctype>
-#include <cerrno>
 #include <charconv>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <string>
 
 #include "cli.h"
 #include "commands.h"
 #include "platform/regstore.h"
+#include "plotcfg.h"
 #include "store_cli.h"
 #include "ut_config.h"
 
@@ -169,21 +167,16 @@ bool parseNumbers(const std::string& s, size_t count, std::vector<double>& out, 
     return out.size() == count;
 }
 
+// "0aff" or "0a,ff" (blanks allowed between bytes).
 bool parseHex(const std::string& s, wxMemoryBuffer& buf) {
     std::string digits;
-    for (char c : s) {
-        if (c == ',' || c == ' ')
-            continue;
-        if (!std::isxdigit(static_cast<unsigned char>(c)))
-            return false;
-        digits += c;
-    }
-    if (digits.size() % 2)
+    for (char c : s)
+        if (c != ',' && c != ' ')
+            digits += c;
+    std::vector<uint8_t> bytes;
+    if (!ut::hexToBytes(cli::wide(digits), bytes))
         return false;
-    for (size_t i = 0; i < digits.size(); i += 2) {
-        const char byte = char(std::stoi(digits.substr(i, 2), nullptr, 16));
-        buf.AppendData(&byte, 1);
-    }
+    buf.AppendData(bytes.data(), bytes.size());
     return true;
 }
 
