@@ -1057,46 +1057,42 @@ RegStatus RegStore::renameKey(const RegKeyPath& key, std::wstring_view newName) 
         });
 }
 
-RegStatus RegStore::subKeys(const RegKeyPath& key, std::vector<std::wstring>& names) {
-    std::lock_guard<std::recursive_mutex> lock(m_mutex);
-    names.clear();
-    if (!validKey(key))
-        return RegStatus::NotFound;
-    Impl::Reader r(*m_impl, "ut::platform::RegStore::subKeys");
-    CachedKey* k = r.existingKey(key, this);
-    if (!k)
-        return r.status();
-    int rc = SQLITE_OK;
-    Use s(m_impl->stmts[kSubKeys]);
-    sqlite3_bind_int64(s, 1, k->id);
-    while ((rc = sqlite3_step(s)) == SQLITE_ROW)
-        names.push_back(columnText(s, 0));
-    if (rc != SQLITE_DONE) {
-        names.clear();
-        return r.failed(rc);
-    }
-    return RegStatus::Ok;
-}
+namespace {
 
-RegStatus RegStore::values(const RegKeyPath& key, std::vector<RegValueEntry>& out) {
-    std::lock_guard<std::recursive_mutex> lock(m_mutex);
+// A listing: the rows of statement which for the existing key, each made by row.
+template <class T, class Row>
+RegStatus listRows(RegStore::Impl& impl, const void* owner, const char* function, const RegKeyPath& key, Stmt which,
+                   std::vector<T>& out, Row row) {
     out.clear();
     if (!validKey(key))
         return RegStatus::NotFound;
-    Impl::Reader r(*m_impl, "ut::platform::RegStore::values");
-    CachedKey* k = r.existingKey(key, this);
+    RegStore::Impl::Reader r(impl, function);
+    CachedKey* k = r.existingKey(key, owner);
     if (!k)
         return r.status();
-    int rc = SQLITE_OK;
-    Use s(m_impl->stmts[kValues]);
+    Use s(impl.stmts[which]);
     sqlite3_bind_int64(s, 1, k->id);
+    int rc;
     while ((rc = sqlite3_step(s)) == SQLITE_ROW)
-        out.push_back(valueRow(s));
+        out.push_back(row(s));
     if (rc != SQLITE_DONE) {
         out.clear();
         return r.failed(rc);
     }
     return RegStatus::Ok;
+}
+
+} // namespace
+
+RegStatus RegStore::subKeys(const RegKeyPath& key, std::vector<std::wstring>& names) {
+    std::lock_guard<std::recursive_mutex> lock(m_mutex);
+    return listRows(*m_impl, this, "ut::platform::RegStore::subKeys", key, kSubKeys, names,
+                    [](sqlite3_stmt* s) { return columnText(s, 0); });
+}
+
+RegStatus RegStore::values(const RegKeyPath& key, std::vector<RegValueEntry>& out) {
+    std::lock_guard<std::recursive_mutex> lock(m_mutex);
+    return listRows(*m_impl, this, "ut::platform::RegStore::values", key, kValues, out, valueRow);
 }
 
 RegStatus RegStore::counts(const RegKeyPath& key, size_t& subKeyCount, size_t& valueCount) {
