@@ -240,6 +240,14 @@ TEST_F(ToolGroups, RegAndProfileCommands) {
     EXPECT_EQ(raw(L"V17x64\\en_US\\Profiles\\Laptop\\Config", L"k").number, 3);
     EXPECT_EQ(run({"profile", "import", dir.file("exists.reg")}), 1) << "Office exists";
 
+    // a file name that is not UTF-8 is written, read and named in messages as given
+    const std::string odd = dir.file("caf\xe9.reg"), absent = dir.file("caf\xe9-absent.reg");
+    ASSERT_EQ(run({"profile", "export", "Spare", odd}), 0) << lastErr;
+    ASSERT_EQ(run({"profile", "import", "--force", odd}, &out), 0) << lastErr;
+    EXPECT_EQ(out, "imported profile Spare\n");
+    EXPECT_EQ(run({"reg", "import", absent}), 1);
+    EXPECT_EQ(lastErr, "drutils: File not found: " + absent + "\n");
+
     // reg export of a path, reg import of it into a fresh store
     ASSERT_EQ(run({"reg", "export", "V17x64/en_US/Profiles/Spare", dir.file("spare.reg")}), 0) << lastErr;
     EXPECT_NE(readFile(dir.file("spare.reg")).find("Profiles\\Spare]\n@=\"\"\n\"Description\"=\"spare one\""),

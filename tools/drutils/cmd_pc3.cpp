@@ -811,9 +811,9 @@ int runCustomPapers(cli::Args& args) {
             if (!rest.empty())
                 return cli::usage("--margins needs four numbers: L,B,R,T");
         }
-        if (list.isDuplicateName(wxString::FromUTF8(name.c_str())))
+        if (list.isDuplicateName(wxString(cli::wide(name).str())))
             return cli::fail("paper '" + name + "': the configuration already has a paper of that name");
-        if (!list.append(wxString::FromUTF8(name.c_str())))
+        if (!list.append(wxString(cli::wide(name).str())))
             return cli::fail("paper '" + name + "': refused (an empty name, '{', a line break, longer than 400 "
                              "characters, or a full list)");
         const int i = list.size() - 1;
@@ -841,7 +841,7 @@ int runCustomPapers(cli::Args& args) {
                 double v = 0;
                 bool ok = true;
                 if (key == "name") {
-                    const wxString name = wxString::FromUTF8(value.c_str());
+                    const wxString name(cli::wide(value).str());
                     if (name != list.getName(i) && list.isDuplicateName(name))
                         return cli::fail("paper '" + value + "': the configuration already has a paper of that name");
                     ok = list.setName(i, name);

@@ -31,8 +31,10 @@ const char kHelp[] =
     "                                        read a profile file, optionally under another\n"
     "                                        name; an existing profile only with --force\n";
 
-wxString wxs(const std::string& s) { return wxString::FromUTF8(s); }
-std::string u8(const wxString& s) { return s.utf8_string(); }
+// Through the tool's own conversion, so that a file name that is not UTF-8
+// still names its file.
+wxString wxs(const std::string& s) { return wxString(cli::wide(s).str()); }
+std::string u8(const wxString& s) { return cli::utf8(s.ToStdWstring()); }
 
 int notFound(storecli::Session& log, const std::string& name) { return log.fail("no profile '" + name + "'"); }
 

@@ -81,9 +81,9 @@ Session::~Session() { wxLog::SetActiveTarget(m_previous); }
 
 void Session::DoLogRecord(wxLogLevel level, const wxString& msg, const wxLogRecordInfo&) {
     if (level <= wxLOG_Error)
-        m_errors.push_back(msg.utf8_string());
+        m_errors.push_back(cli::utf8(msg.ToStdWstring()));
     else if (level <= wxLOG_Warning)
-        m_warnings.push_back(msg.utf8_string());
+        m_warnings.push_back(cli::utf8(msg.ToStdWstring()));
 }
 
 int Session::fail(const std::string& message) { return cli::fail(m_errors.empty() ? message : m_errors.front()); }
