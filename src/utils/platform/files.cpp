@@ -1,6 +1,5 @@
 #include "platform/files.h"
 
-#include <atomic>
 #include <cerrno>
 #include <climits>
 #include <cctype>
@@ -11,7 +10,6 @@
 #include <fstream>
 #include <iconv.h>
 #include <mutex>
-#include <random>
 #include <stdio.h>
 #include <sys/stat.h>
 #include <sys/time.h>
@@ -533,21 +531,6 @@ std::string baseNameOf(const std::string& path) {
     return slash == std::string::npos ? path : path.substr(slash + 1);
 }
 
-// A name nobody else is likely to pick; O_EXCL settles the rare collision.
-std::string uniqueSuffix() {
-    static std::atomic<unsigned> counter{0};
-    static const unsigned long long seed = [] {
-        std::random_device rd;
-        return (static_cast<unsigned long long>(rd()) << 32) ^ rd();
-    }();
-    unsigned long long v = seed ^ (static_cast<unsigned long long>(getpid()) << 20) ^ counter.fetch_add(1) * 0x9E3779B97F4A7C15ull;
-    static const char digits[] = "0123456789abcdefghijklmnopqrstuvwxyz";
-    std::string s;
-    for (int i = 0; i < 8; ++i, v /= 36)
-        s += digits[v % 36];
-    return s;
-}
-
 void syncDirectory(const std::string& dir) {
     int fd = ::open(dir.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     if (fd >= 0) {
@@ -616,30 +599,23 @@ AtomicFileWriter::AtomicFileWriter(const OdString& destination, bool replaceExis
         return;
     }
     m_finalMode = existing ? unsigned(st.st_mode & 07777) : unsigned(0666 & ~currentUmask());
-    const std::string dir = directoryOf(m_destination);
-    const std::string base = baseNameOf(m_destination);
-    for (int attempt = 0; attempt < 100; ++attempt) {
-        std::string candidate = dir + "/." + base + "." + uniqueSuffix() + ".tmp";
-        // Owner only while it is written: what goes in may be private (deciphered
-        // text) and is incomplete until commit.
-        int fd = ::open(candidate.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, 0600);
-        if (fd < 0) {
-            if (errno == EEXIST)
-                continue;
-            m_status = statusFromErrno(errno);
-            return;
-        }
-        m_file = ::fdopen(fd, "wb");
-        if (!m_file) {
-            m_status = statusFromErrno(errno);
-            ::close(fd);
-            ::unlink(candidate.c_str());
-            return;
-        }
-        m_temporary = candidate;
+    // Made as createUniqueFile makes its files: exclusively (never through a link
+    // planted at the name) and owner only while it is written, since what goes in
+    // may be private (deciphered text) and is incomplete until commit.
+    std::string temporary = directoryOf(m_destination) + "/." + baseNameOf(m_destination) + ".XXXXXX.tmp";
+    const int fd = ::mkostemps(temporary.data(), 4, O_CLOEXEC);
+    if (fd < 0) {
+        m_status = statusFromErrno(errno);
         return;
     }
-    m_status = FileStatus::Failed;
+    m_file = ::fdopen(fd, "wb");
+    if (!m_file) {
+        m_status = statusFromErrno(errno);
+        ::close(fd);
+        ::unlink(temporary.c_str());
+        return;
+    }
+    m_temporary = temporary;
 }
 
 AtomicFileWriter::~AtomicFileWriter() { discard(); }
