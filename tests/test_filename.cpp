@@ -205,6 +205,13 @@ TEST(FileName, CreateTempFileName) {
     EXPECT_EQ(0, absolute.find(W(dir.file("abs-")).c_str()));
     EXPECT_TRUE(FileName::fileExists(absolute));
 
+    // A suffix follows the unique part (a copy that must keep its extension).
+    const std::string copy = testing_support::U(ut::platform::createUniqueFile(W(dir.file("copy-")), L".reg"));
+    EXPECT_TRUE(copy.starts_with(dir.file("copy-")) && copy.ends_with(".reg") &&
+                copy.size() == dir.file("copy-.reg").size() + 6)
+        << copy;
+    EXPECT_TRUE(FileName::fileExists(W(copy)));
+
     // When the application path cannot hold a file, the bare prefix is tried once
     // more, which lands in the system temporary directory.
     testing_support::writeFile(dir.file("blocker"), "");

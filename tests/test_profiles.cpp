@@ -193,6 +193,8 @@ TEST_F(ToolGroups, ConfigGetSetListDelete) {
     for (const std::vector<std::string>& bad :
          {std::vector<std::string>{"config", "set", "--type", "integer", "setup", "n", "12x"},
           {"config", "set", "--type", "rect", "setup", "n", "1,2,3"},
+          {"config", "set", "--type", "binary", "setup", "n", "0a,f"},
+          {"config", "set", "--type", "binary", "setup", "n", "0x0a"},
           {"config", "set", "Windows", "n", "1"},
           {"config", "get", "99", "n"},
           {"config", "set", "--json", "setup", "n", "1"}})
@@ -230,12 +232,21 @@ TEST_F(ToolGroups, RegAndProfileCommands) {
     EXPECT_EQ(run({"profile", "export", "Office", dir.file("exists.reg")}), 1);
     EXPECT_EQ(readFile(dir.file("exists.reg")), "keep me");
     EXPECT_EQ(run({"reg", "export", "Profiles", dir.file("exists.reg")}), 1);
+    EXPECT_EQ(lastErr, "drutils: " + dir.file("exists.reg") + ": already exists (--force replaces it)\n");
     ASSERT_EQ(run({"profile", "export", "--force", "Office", dir.file("exists.reg")}), 0) << lastErr;
     ASSERT_EQ(run({"profile", "import", dir.file("exists.reg"), "--name", "Laptop", "--description", "moved"}, &out), 0)
         << lastErr;
     EXPECT_EQ(out, "imported profile Laptop\n");
     EXPECT_EQ(raw(L"V17x64\\en_US\\Profiles\\Laptop\\Config", L"k").number, 3);
     EXPECT_EQ(run({"profile", "import", dir.file("exists.reg")}), 1) << "Office exists";
+
+    // a file name that is not UTF-8 is written, read and named in messages as given
+    const std::string odd = dir.file("caf\xe9.reg"), absent = dir.file("caf\xe9-absent.reg");
+    ASSERT_EQ(run({"profile", "export", "Spare", odd}), 0) << lastErr;
+    ASSERT_EQ(run({"profile", "import", "--force", odd}, &out), 0) << lastErr;
+    EXPECT_EQ(out, "imported profile Spare\n");
+    EXPECT_EQ(run({"reg", "import", absent}), 1);
+    EXPECT_EQ(lastErr, "drutils: File not found: " + absent + "\n");
 
     // reg export of a path, reg import of it into a fresh store
     ASSERT_EQ(run({"reg", "export", "V17x64/en_US/Profiles/Spare", dir.file("spare.reg")}), 0) << lastErr;

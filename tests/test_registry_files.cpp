@@ -292,6 +292,10 @@ TEST_F(RegistryFiles, EveryEncodingAndLineEndReadsAlike) {
     std::string utf16be = "\xfe\xff";
     for (wchar_t c : text)
         utf16be += char(uint32_t(c) >> 8), utf16be += char(uint32_t(c) & 0xFF);
+    std::string utf32le("\xff\xfe\0\0", 4);
+    for (wchar_t c : text)
+        for (int k = 0; k < 4; ++k)
+            utf32le += char((uint32_t(c) >> (8 * k)) & 0xFF);
     // single-byte: "Ä" is 0xC4, which is no UTF-8
     const std::string utf8 = U(text);
     const size_t umlaut = utf8.find(U(L"\u00c4"));
@@ -308,6 +312,7 @@ TEST_F(RegistryFiles, EveryEncodingAndLineEndReadsAlike) {
         {"UTF-8 with BOM, CR LF", "\xef\xbb\xbf" + U(replaced(text, L"\n", L"\r\n"))},
         {"UTF-16LE with BOM, CR LF", toUtf16le(replaced(text, L"\n", L"\r\n"))},
         {"UTF-16BE with BOM", utf16be},
+        {"UTF-32LE with BOM", utf32le},
         {"ANSI (Windows-1252)", ansi},
     };
     for (const auto& r : rows) {
@@ -318,6 +323,13 @@ TEST_F(RegistryFiles, EveryEncodingAndLineEndReadsAlike) {
         EXPECT_EQ(raw(L"V17x64\\en_US\\Profiles\\E", L"two").text, L"a\nb");
     }
     ::unsetenv("DRUTILS_ANSI_CODEPAGE");
+
+    // A lone surrogate in a UTF-16 file is kept, as the registry keeps one.
+    const std::wstring odd = std::wstring(L"a") + wchar_t(0xDC80) + L"b";
+    ASSERT_TRUE(importText(
+        toUtf16le(L"REGEDIT4\n\n[HKEY_CURRENT_USER\\Software\\Corvane\\Draftium\\V17x64\\en_US\\Profiles\\E]\n"
+                  L"\"odd\"=\"" + odd + L"\"\n")));
+    EXPECT_EQ(raw(L"V17x64\\en_US\\Profiles\\E", L"odd").text, odd);
 }
 
 TEST_F(RegistryFiles, FilesThatAreNotRegistryTextFailClearly) {

@@ -1,9 +1,11 @@
 #include "ut_config.h"
 
+#include <algorithm>
 #include <charconv>
 #include <climits>
 #include <cstdlib>
 #include <cwchar>
+#include <cwctype>
 
 #include <wx/app.h>
 #include <wx/display.h>
@@ -11,7 +13,7 @@
 
 #include "platform/codepage.h"
 #include "platform/filelock.h"
-#include "platform/process.h"
+#include "platform/files.h"
 #include "ut_config_internal.h"
 #include "ut_filename.h"
 #include "ut_log.h"
@@ -36,6 +38,7 @@ const char kSource[] = "src/utils/ut_config";
 
 namespace {
 
+using config_detail::formatG;
 using config_detail::kSource;
 
 const wchar_t kMaker[] = L"Corvane";
@@ -82,13 +85,6 @@ bool splitReals(const wxString& text, int count, double* out) {
             return false;
     }
     return true;
-}
-
-// "%g" in the C locale, whatever locale the application runs in.
-std::wstring formatG(double v) {
-    char buf[64];
-    const auto r = std::to_chars(buf, buf + sizeof buf, v, std::chars_format::general, 6);
-    return std::wstring(buf, r.ptr);
 }
 
 // The process-wide object, created on first need.
@@ -180,6 +176,21 @@ bool config_detail::savePos(ECfgGroup group, const OdString& windowName, const w
 
 bool config_detail::loadPos(ECfgGroup group, const OdString& windowName, wxPoint& pos) {
     return Config::read(group, OdString(L"pos/") + windowName, pos);
+}
+
+std::wstring config_detail::formatG(double v) {
+    char buf[64];
+    const auto r = std::to_chars(buf, buf + sizeof buf, v, std::chars_format::general, 6);
+    return std::wstring(buf, r.ptr);
+}
+
+bool config_detail::startsWithNoCase(const std::wstring& s, const std::wstring& prefix) {
+    if (s.size() < prefix.size())
+        return false;
+    for (size_t i = 0; i < prefix.size(); ++i)
+        if (std::towupper(wint_t(s[i])) != std::towupper(wint_t(prefix[i])))
+            return false;
+    return true;
 }
 
 void config_detail::fitIntoArea(wxRect& rect, const wxRect& area) {
@@ -407,8 +418,15 @@ OdString Config::currentLanguage() {
     wxString curver;
     if (s_pConfigBase->Read(wx(versionRoot(kCfgPathConfig) + L"/CURVER"), &curver) && !curver.empty())
         s_currentLanguage = od(curver);
-    s_currentLanguage =
-        config_detail::chooseLanguage(s_currentLanguage, platform::subfolders(platform::executableDirectory()));
+    // The folders beside the executable (links followed), by their bytes.
+    std::vector<std::pair<OdString, platform::EntryKind>> entries;
+    platform::listDirectory(platform::executableDirectory(), entries);
+    std::vector<std::string> folders;
+    for (const auto& [name, kind] : entries)
+        if (kind == platform::EntryKind::Directory)
+            folders.push_back(platform::fileNameToBytes(name.str()));
+    std::sort(folders.begin(), folders.end());
+    s_currentLanguage = config_detail::chooseLanguage(s_currentLanguage, folders);
     return s_currentLanguage;
 }
 

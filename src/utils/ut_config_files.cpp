@@ -1,8 +1,5 @@
 // ut::Config's registry files: export of a group, import below the current
 // language's key.
-#include <charconv>
-#include <cwctype>
-
 #include "platform/regstore.h"
 #include "ut_config.h"
 #include "ut_config_internal.h"
@@ -22,12 +19,6 @@ struct ExportFlags {
     bool expandRegValues;
 };
 
-std::wstring numberText(double v) {
-    char buf[64];
-    const auto r = std::to_chars(buf, buf + sizeof buf, v, std::chars_format::general, 6);
-    return std::wstring(buf, r.ptr);
-}
-
 void exportTree(const RegConfig& config, const ExportFlags& flags, const platform::RegKeyPath& key,
                 const std::wstring& groupPath, std::vector<std::wstring>& lines) {
     std::wstring keyLine = L"[HKEY_CURRENT_USER\\" + Config::productRoot(kCfgPathRegistry).str() + L"\\" + groupPath + L"]";
@@ -45,7 +36,7 @@ void exportTree(const RegConfig& config, const ExportFlags& flags, const platfor
             if (v.floating) {
                 double d = 0;
                 if (wxString(v.text).ToCDouble(&d)) {
-                    regfile::addStringLine(lines, e.name, numberText(d));
+                    regfile::addStringLine(lines, e.name, config_detail::formatG(d));
                     break;
                 }
             }
@@ -77,15 +68,6 @@ void exportTree(const RegConfig& config, const ExportFlags& flags, const platfor
         exportTree(config, flags, key.child(name), groupPath + L"/" + name, lines);
 }
 
-bool startsWithNoCase(const std::wstring& s, const std::wstring& prefix) {
-    if (s.size() < prefix.size())
-        return false;
-    for (size_t i = 0; i < prefix.size(); ++i)
-        if (std::towupper(wint_t(s[i])) != std::towupper(wint_t(prefix[i])))
-            return false;
-    return true;
-}
-
 // Puts each key of the file that lies below the product key and a version key
 // below the current language, from its "Profiles" part on. Value names are
 // taken as they stand (a "/" in one is part of the name, as in the registry),
@@ -97,7 +79,7 @@ public:
         : m_config(config), m_prefix(prefix), m_languageBase(languageBase) {}
 
     KeyAction keyLine(const std::wstring& line) override {
-        if (!startsWithNoCase(line, m_prefix))
+        if (!config_detail::startsWithNoCase(line, m_prefix))
             return kNotKey;
         std::wstring rest = line.substr(m_prefix.size());
         if (!rest.empty() && rest.back() == L']')
@@ -201,25 +183,9 @@ bool Config::exportProfile(const OdString& profile, const OdString& fileName, bo
 
 bool Config::import(const OdString& fileName, bool report) {
     static const char fn[] = "ut::Config::import";
-    if (fileName.isEmpty()) {
-        if (report)
-            logError(kSource, fn, L"Bad arguments");
-        return false;
-    }
     std::vector<std::wstring> lines;
-    std::string cause;
-    switch (regfile::readLines(fileName, lines, cause)) {
-    case regfile::ReadResult::Ok:
-        break;
-    case regfile::ReadResult::NotFound:
-        if (report)
-            logError(kSource, fn, L"File not found: %ls", fileName.c_str());
+    if (!regfile::readForImport(fileName, lines, report, kSource, fn, L"File not found: %ls"))
         return false;
-    default:
-        if (report)
-            logError(kSource, fn, L"%ls: %ls", fileName.c_str(), wxString::FromUTF8(cause).wc_str());
-        return false;
-    }
     RegConfig* config = config_detail::regConfig();
     if (!config)
         return false;

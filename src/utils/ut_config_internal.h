@@ -33,5 +33,11 @@ DRUTILS_API bool loadPos(ECfgGroup group, const OdString& windowName, wxPoint& p
 // Moves rect into area (shrinking it to fit when it is larger).
 DRUTILS_API void fitIntoArea(wxRect& rect, const wxRect& area);
 
+// "%g" in the C locale, whatever locale the application runs in.
+std::wstring formatG(double v);
+// Whether s begins with prefix, compared without regard to case (registry-file
+// key lines against this installation's keys).
+bool startsWithNoCase(const std::wstring& s, const std::wstring& prefix);
+
 } // namespace config_detail
 } // namespace ut

@@ -56,26 +56,6 @@ OdString xmlEscaped(const OdString& text) {
     return result;
 }
 
-void appendUtf16(std::wstring& out, std::string_view bytes, bool bigEndian) {
-    for (size_t i = 0; i + 1 < bytes.size(); i += 2) {
-        unsigned char hi = static_cast<unsigned char>(bytes[bigEndian ? i : i + 1]);
-        unsigned char lo = static_cast<unsigned char>(bytes[bigEndian ? i + 1 : i]);
-        char32_t unit = char32_t(hi << 8 | lo);
-        if (unit >= 0xD800 && unit <= 0xDBFF && i + 3 < bytes.size()) {
-            unsigned char hi2 = static_cast<unsigned char>(bytes[bigEndian ? i + 2 : i + 3]);
-            unsigned char lo2 = static_cast<unsigned char>(bytes[bigEndian ? i + 3 : i + 2]);
-            char32_t low = char32_t(hi2 << 8 | lo2);
-            if (low >= 0xDC00 && low <= 0xDFFF) {
-                out += wchar_t(0x10000 + ((unit - 0xD800) << 10) + (low - 0xDC00));
-                i += 2;
-                continue;
-            }
-        }
-        // A lone surrogate cannot be a character of its own.
-        out += (unit >= 0xD800 && unit <= 0xDFFF) ? wchar_t(0xFFFD) : wchar_t(unit);
-    }
-}
-
 struct Identity {
     OdString user;
     OdString machine;
@@ -107,17 +87,7 @@ std::string formatDwl2(const OdString& user, const OdString& machine, const OdSt
 }
 
 OdString decode(std::string_view bytes) {
-    std::wstring text;
-    if (bytes.starts_with("\xEF\xBB\xBF"))
-        text = platform::utf8ToWide(bytes.substr(3));
-    else if (bytes.starts_with("\xFF\xFE"))
-        appendUtf16(text, bytes.substr(2), false);
-    else if (bytes.starts_with("\xFE\xFF"))
-        appendUtf16(text, bytes.substr(2), true);
-    else if (platform::isValidUtf8(bytes))
-        text = platform::utf8ToWide(bytes);
-    else
-        text = platform::codePageToWide(bytes, platform::ansiCodePage());
+    std::wstring text = platform::decodeTextFile(bytes);
     // Callers handle the fields as C strings, which would end there anyway.
     if (size_t nul = text.find(L'\0'); nul != std::wstring::npos)
         text.resize(nul);
@@ -126,18 +96,8 @@ OdString decode(std::string_view bytes) {
 
 std::vector<OdString> splitLines(const OdString& text) {
     std::vector<OdString> lines;
-    const std::wstring& s = text.str();
-    size_t start = 0;
-    for (size_t i = 0; i < s.size(); ++i) {
-        if (s[i] != L'\n' && s[i] != L'\r')
-            continue;
-        lines.emplace_back(s.substr(start, i - start));
-        if (s[i] == L'\r' && i + 1 < s.size() && s[i + 1] == L'\n')
-            ++i;
-        start = i + 1;
-    }
-    if (start < s.size())
-        lines.emplace_back(s.substr(start));
+    for (auto& line : platform::splitLines(text.str()))
+        lines.emplace_back(std::move(line));
     return lines;
 }
 

@@ -2,11 +2,8 @@
 // "Profiles" key (kCfgProfiles), and their registry files.
 #include <algorithm>
 #include <cwchar>
-#include <cwctype>
 
-#include "platform/codepage.h"
 #include "platform/files.h"
-#include "platform/process.h"
 #include "ut_config.h"
 #include "ut_config_internal.h"
 #include "ut_filename.h"
@@ -19,15 +16,6 @@ namespace {
 
 wxString wx(const OdString& s) { return wxString(s.c_str(), size_t(s.getLength())); }
 OdString od(const wxString& s) { return OdString(s.wc_str()); }
-
-bool startsWithNoCase(const std::wstring& s, const std::wstring& prefix) {
-    if (s.size() < prefix.size())
-        return false;
-    for (size_t i = 0; i < prefix.size(); ++i)
-        if (std::towupper(wint_t(s[i])) != std::towupper(wint_t(prefix[i])))
-            return false;
-    return true;
-}
 
 // "[HKEY_CURRENT_USER\Software\Corvane\Draftium\V17x64\en_US\Profiles\"
 std::wstring profilesKeyPrefix() {
@@ -123,7 +111,7 @@ bool getProfileNameFromFile(const wxString& file, wxString& name, wxString* text
     size_t i = 0;
     std::wstring found;
     for (; i < lines.size(); ++i) {
-        if (!startsWithNoCase(lines[i], prefix))
+        if (!config_detail::startsWithNoCase(lines[i], prefix))
             continue;
         const std::wstring rest = lines[i].substr(prefix.size());
         const size_t end = rest.find_first_of(L"\\]");
@@ -161,7 +149,7 @@ bool replaceProfileName(const wxString& src, const wxString& dst, const wxString
     const std::wstring prefix = profilesKeyPrefix();
     const std::wstring name = newName.ToStdWstring();
     for (size_t i = 0; i + 1 < lines.size(); ++i) {
-        if (!startsWithNoCase(lines[i], prefix))
+        if (!config_detail::startsWithNoCase(lines[i], prefix))
             continue;
         std::wstring rest = lines[i].substr(prefix.size());
         const size_t slash = rest.find(L'\\');
@@ -180,10 +168,9 @@ bool importProfile(const wxString& file, const wxString* newName, const wxString
         return Config::import(od(file), true);
     if (!usableName(*newName))
         return false;
-    const std::string temp = platform::createTempFile(platform::nativePath(FileName::getTempDir()), "drutils-profile-", ".reg");
-    if (temp.empty())
+    const OdString tempName = platform::createUniqueFile(FileName::getTempDir() + L"drutils-profile-", L".reg");
+    if (tempName.isEmpty())
         return false;
-    const OdString tempName(platform::utf8ToWide(temp));
     bool ok = replaceProfileName(file, wx(tempName), *newName) && Config::import(tempName, true);
     if (ok && text)
         ok = setProfileDescription(*newName, *text);

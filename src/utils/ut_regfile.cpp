@@ -7,6 +7,7 @@
 
 #include "platform/codepage.h"
 #include "platform/files.h"
+#include "ut_log.h"
 
 namespace ut::regfile {
 
@@ -20,51 +21,6 @@ void replaceAll(std::wstring& s, std::wstring_view from, std::wstring_view to) {
         s.replace(pos, from.size(), to);
         pos += to.size();
     }
-}
-
-std::wstring decodeUtf16(const std::string& b, size_t start, bool bigEndian) {
-    std::wstring out;
-    out.reserve((b.size() - start) / 2);
-    auto unit = [&](size_t i) {
-        const unsigned lo = static_cast<unsigned char>(b[i]), hi = static_cast<unsigned char>(b[i + 1]);
-        return bigEndian ? (lo << 8 | hi) : (hi << 8 | lo);
-    };
-    for (size_t i = start; i + 1 < b.size(); i += 2) {
-        unsigned u = unit(i);
-        if (u >= 0xD800 && u < 0xDC00 && i + 3 < b.size()) {
-            const unsigned low = unit(i + 2);
-            if (low >= 0xDC00 && low < 0xE000) {
-                out += wchar_t(0x10000 + ((u - 0xD800) << 10) + (low - 0xDC00));
-                i += 2;
-                continue;
-            }
-        }
-        out += wchar_t(u);
-    }
-    return out;
-}
-
-std::wstring decodeUtf32(const std::string& b, size_t start, bool bigEndian) {
-    std::wstring out;
-    for (size_t i = start; i + 3 < b.size(); i += 4) {
-        uint32_t c = 0;
-        for (int k = 0; k < 4; ++k) {
-            const uint32_t byte = static_cast<unsigned char>(b[i + size_t(k)]);
-            c |= bigEndian ? byte << (8 * (3 - k)) : byte << (8 * k);
-        }
-        out += c < 0x110000 ? wchar_t(c) : wchar_t(0xFFFD);
-    }
-    return out;
-}
-
-bool startsWith(const std::string& s, std::initializer_list<unsigned char> prefix) {
-    if (s.size() < prefix.size())
-        return false;
-    size_t i = 0;
-    for (unsigned char c : prefix)
-        if (static_cast<unsigned char>(s[i++]) != c)
-            return false;
-    return true;
 }
 
 bool startsWith(const std::wstring& s, std::wstring_view prefix) { return s.compare(0, prefix.size(), prefix) == 0; }
@@ -134,40 +90,16 @@ bool appendHexBytes(std::wstring_view text, std::string& bytes) {
 } // namespace
 
 ReadResult decodeLines(const std::string& bytes, std::vector<std::wstring>& lines, std::string& cause) {
-    lines.clear();
-    std::wstring text;
-    if (startsWith(bytes, {0xEF, 0xBB, 0xBF}))
-        text = platform::utf8ToWide(std::string_view(bytes).substr(3));
-    else if (startsWith(bytes, {0xFF, 0xFE, 0x00, 0x00}))
-        text = decodeUtf32(bytes, 4, false);
-    else if (startsWith(bytes, {0x00, 0x00, 0xFE, 0xFF}))
-        text = decodeUtf32(bytes, 4, true);
-    else if (startsWith(bytes, {0xFF, 0xFE}))
-        text = decodeUtf16(bytes, 2, false);
-    else if (startsWith(bytes, {0xFE, 0xFF}))
-        text = decodeUtf16(bytes, 2, true);
-    else if (platform::isValidUtf8(bytes))
-        text = platform::utf8ToWide(bytes);
-    else
-        text = platform::codePageToWide(bytes, platform::ansiCodePage());
-
+    // Lone surrogates are kept: a registry string may hold them, as on Windows.
+    std::wstring text = platform::decodeTextFile(bytes, true);
     while (!text.empty() && text.back() == L'\0')
         text.pop_back();
     if (text.find(L'\0') != std::wstring::npos) {
+        lines.clear();
         cause = "it holds NUL characters: not a text file";
         return ReadResult::NotText;
     }
-    size_t start = 0;
-    for (size_t i = 0; i < text.size(); ++i) {
-        if (text[i] != L'\r' && text[i] != L'\n')
-            continue;
-        lines.emplace_back(text, start, i - start);
-        if (text[i] == L'\r' && i + 1 < text.size() && text[i + 1] == L'\n')
-            ++i;
-        start = i + 1;
-    }
-    if (start < text.size())
-        lines.emplace_back(text, start, std::wstring::npos);
+    lines = platform::splitLines(text);
     return ReadResult::Ok;
 }
 
@@ -203,6 +135,29 @@ ReadResult readLines(const OdString& path, std::vector<std::wstring>& lines, std
         return ReadResult::Unreadable;
     }
     return decodeLines(bytes, lines, cause);
+}
+
+bool readForImport(const OdString& path, std::vector<std::wstring>& lines, bool report, const char* source,
+                   const char* function, const wchar_t* notFound) {
+    lines.clear();
+    if (path.isEmpty()) {
+        if (report)
+            logError(source, function, L"Bad arguments");
+        return false;
+    }
+    std::string cause;
+    switch (readLines(path, lines, cause)) {
+    case ReadResult::Ok:
+        return true;
+    case ReadResult::NotFound:
+        if (report)
+            logError(source, function, notFound, path.c_str());
+        return false;
+    default:
+        if (report)
+            logError(source, function, L"%ls: %ls", path.c_str(), platform::utf8ToWide(cause).c_str());
+        return false;
+    }
 }
 
 WriteResult writeLines(const OdString& path, const std::vector<std::wstring>& lines) {

@@ -30,6 +30,12 @@ enum class ReadResult { Ok, NotFound, Unreadable, TooLarge, NotText };
 DRUTILS_API ReadResult readLines(const OdString& path, std::vector<std::wstring>& lines, std::string& cause);
 // The same over bytes in memory.
 DRUTILS_API ReadResult decodeLines(const std::string& bytes, std::vector<std::wstring>& lines, std::string& cause);
+// readLines for an import. False when the file cannot be read; when report is
+// set the failure is logged for the caller (source, function): "Bad arguments"
+// for an empty name, notFound (a format, given the file name) for a missing
+// file, else the name and the cause.
+DRUTILS_API bool readForImport(const OdString& path, std::vector<std::wstring>& lines, bool report, const char* source,
+                               const char* function, const wchar_t* notFound);
 
 // Writes lines as UTF-8, each followed by "\n", replacing path only once the
 // whole file is written. existed tells whether path was there before.

@@ -2,6 +2,7 @@
 
 #include <cwctype>
 
+#include "platform/codepage.h"
 #include "platform/regstore.h"
 #include "ut_log.h"
 #include "ut_regconfig.h"
@@ -21,37 +22,16 @@ bool validRoot(ERootKey root) { return int(root) >= 0 && int(root) < platform::k
 // units with a closing NUL, so that importKey gives back the same kind.
 std::string utf16Bytes(const std::wstring& text) {
     std::string bytes;
-    auto put = [&](unsigned u) {
+    for (char16_t u : platform::wideToUtf16(text, true)) {
         bytes += char(u & 0xFF);
         bytes += char(u >> 8);
-    };
-    for (wchar_t wc : text) {
-        const uint32_t c = static_cast<uint32_t>(wc);
-        if (c >= 0x10000 && c < 0x110000) {
-            put(0xD800 + ((c - 0x10000) >> 10));
-            put(0xDC00 + ((c - 0x10000) & 0x3FF));
-        } else {
-            put(c & 0xFFFF);
-        }
     }
-    put(0);
+    bytes.append(2, '\0');
     return bytes;
 }
 
 std::wstring fromUtf16Bytes(const std::string& bytes) {
-    std::wstring text;
-    for (size_t i = 0; i + 1 < bytes.size(); i += 2) {
-        unsigned u = static_cast<unsigned char>(bytes[i]) | static_cast<unsigned char>(bytes[i + 1]) << 8;
-        if (u >= 0xD800 && u < 0xDC00 && i + 3 < bytes.size()) {
-            const unsigned low = static_cast<unsigned char>(bytes[i + 2]) | static_cast<unsigned char>(bytes[i + 3]) << 8;
-            if (low >= 0xDC00 && low < 0xE000) {
-                text += wchar_t(0x10000 + ((u - 0xD800) << 10) + (low - 0xDC00));
-                i += 2;
-                continue;
-            }
-        }
-        text += wchar_t(u);
-    }
+    std::wstring text = platform::utf16ToWide(platform::utf16Units(bytes, false), true);
     while (!text.empty() && text.back() == L'\0')
         text.pop_back();
     return text;
@@ -327,25 +307,9 @@ bool Registry::exportKey(ERootKey root, const OdString& path, const OdString& fi
 
 bool Registry::importKey(const OdString& fileName, bool report) {
     static const char fn[] = "ut::Registry::importKey";
-    if (fileName.isEmpty()) {
-        if (report)
-            logError(kSource, fn, L"Bad arguments");
-        return false;
-    }
     std::vector<std::wstring> lines;
-    std::string cause;
-    switch (regfile::readLines(fileName, lines, cause)) {
-    case regfile::ReadResult::Ok:
-        break;
-    case regfile::ReadResult::NotFound:
-        if (report)
-            logError(kSource, fn, L"File not found");
+    if (!regfile::readForImport(fileName, lines, report, kSource, fn, L"File not found"))
         return false;
-    default:
-        if (report)
-            logError(kSource, fn, L"%ls: %ls", fileName.c_str(), wxString::FromUTF8(cause).wc_str());
-        return false;
-    }
     auto store = platform::RegStore::forCurrentUser();
     KeySink sink(store);
     bool committed;

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstring>
 
+#include "platform/codepage.h"
 #include "platform/files.h"
 
 namespace cli {
@@ -77,6 +78,23 @@ bool rejectUnknownOptions(const Args& args) {
         }
     }
     return false;
+}
+
+int runGroup(Args& args, const char* group, const std::string& help, std::initializer_list<Command> commands) {
+    if (args.empty() || (wantsHelp(args) && args.size() == 1)) {
+        std::fputs(help.c_str(), args.empty() ? stderr : stdout);
+        return args.empty() ? kUsage : kOk;
+    }
+    const std::string command = args[0];
+    args.erase(args.begin());
+    if (wantsHelp(args)) {
+        std::fputs(help.c_str(), stdout);
+        return kOk;
+    }
+    for (const Command& c : commands)
+        if (command == c.name)
+            return c.run(args);
+    return usage("unknown command '" + std::string(group) + " " + command + "'");
 }
 
 std::string checkInput(const std::string& path) {
@@ -267,20 +285,8 @@ std::string Json::escape(std::wstring_view s) {
             out += buf;
         } else if (c > 0x10FFFF) {
             out += "\\ufffd";
-        } else if (c < 0x80) {
-            out += char(c);
-        } else if (c < 0x800) {
-            out += char(0xC0 | (c >> 6));
-            out += char(0x80 | (c & 0x3F));
-        } else if (c < 0x10000) {
-            out += char(0xE0 | (c >> 12));
-            out += char(0x80 | ((c >> 6) & 0x3F));
-            out += char(0x80 | (c & 0x3F));
         } else {
-            out += char(0xF0 | (c >> 18));
-            out += char(0x80 | ((c >> 12) & 0x3F));
-            out += char(0x80 | ((c >> 6) & 0x3F));
-            out += char(0x80 | (c & 0x3F));
+            ut::platform::appendUtf8(out, c);
         }
     }
     return out;

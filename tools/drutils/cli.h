@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdio>
+#include <initializer_list>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -28,6 +29,15 @@ bool takeOption(Args& args, const char* name, std::string& value, bool* missingV
 bool wantsHelp(const Args& args);
 // An option-looking argument that nobody took: reports it and returns true.
 bool rejectUnknownOptions(const Args& args);
+
+// A group's commands: runs the one args names, with the rest of args. The group's
+// help goes to stdout for "--help" alone or anywhere after a command, and to
+// stderr (kUsage) when args are empty.
+struct Command {
+    const char* name;
+    int (*run)(Args&);
+};
+int runGroup(Args& args, const char* group, const std::string& help, std::initializer_list<Command> commands);
 
 // ---- files given on the command line
 //

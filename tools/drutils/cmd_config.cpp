@@ -1,18 +1,16 @@
 // drutils config get|set|list|delete: the application's settings by group and key,
 // for administrators and scripts. The store is the current user's (or the file
 // DRUTILS_REGISTRY_DB names); profile-level groups follow the current profile.
-#include <cctype>
-#include <cerrno>
 #include <charconv>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <string>
 
 #include "cli.h"
 #include "commands.h"
 #include "platform/regstore.h"
+#include "plotcfg.h"
 #include "store_cli.h"
 #include "ut_config.h"
 
@@ -98,6 +96,16 @@ void jsonValue(cli::Json& out, const Entry& e) {
         out.value(e.text);
 }
 
+// The operands, min to max of them, the first naming a group: kOk, or the exit
+// status of the usage message printed.
+int groupOperands(cli::Args& args, size_t min, size_t max, const std::string& usage, std::vector<std::string>& ops,
+                  ut::ECfgGroup& group) {
+    if (int rc = storecli::takeOperands(args, min, max, usage, ops))
+        return rc;
+    std::string error;
+    return storecli::parseGroup(ops[0], group, error) ? cli::kOk : cli::usage(error);
+}
+
 std::string where(ut::ECfgGroup group, const std::string& key) {
     return storecli::groupName(group) + (key.empty() ? "" : "/" + key);
 }
@@ -105,15 +113,10 @@ std::string where(ut::ECfgGroup group, const std::string& key) {
 int get(cli::Args& args) {
     const bool json = cli::takeFlag(args, "--json");
     std::vector<std::string> ops;
-    int rc = cli::kOk;
-    if (!storecli::takeOperands(args, 2, 2, "config get needs GROUP and KEY", ops, rc))
-        return rc;
     ut::ECfgGroup group;
-    std::string error;
-    if (!storecli::parseGroup(ops[0], group, error))
-        return cli::usage(error);
-    storecli::Capture log;
-    storecli::start();
+    if (int rc = groupOperands(args, 2, 2, "config get needs GROUP and KEY", ops, group))
+        return rc;
+    storecli::Session log;
     Entry e;
     if (!readEntry(group, cli::wide(ops[1]), e))
         return log.fail(where(group, ops[1]) + ": no such entry (store " + ut::platform::RegStore::currentUserPath() +
@@ -164,21 +167,16 @@ bool parseNumbers(const std::string& s, size_t count, std::vector<double>& out, 
     return out.size() == count;
 }
 
+// "0aff" or "0a,ff" (blanks allowed between bytes).
 bool parseHex(const std::string& s, wxMemoryBuffer& buf) {
     std::string digits;
-    for (char c : s) {
-        if (c == ',' || c == ' ')
-            continue;
-        if (!std::isxdigit(static_cast<unsigned char>(c)))
-            return false;
-        digits += c;
-    }
-    if (digits.size() % 2)
+    for (char c : s)
+        if (c != ',' && c != ' ')
+            digits += c;
+    std::vector<uint8_t> bytes;
+    if (!ut::hexToBytes(cli::wide(digits), bytes))
         return false;
-    for (size_t i = 0; i < digits.size(); i += 2) {
-        const char byte = char(std::stoi(digits.substr(i, 2), nullptr, 16));
-        buf.AppendData(&byte, 1);
-    }
+    buf.AppendData(bytes.data(), bytes.size());
     return true;
 }
 
@@ -189,13 +187,9 @@ int set(cli::Args& args) {
     if (missing)
         return cli::usage("--type needs a value");
     std::vector<std::string> ops;
-    int rc = cli::kOk;
-    if (!storecli::takeOperands(args, 3, 3, "config set needs GROUP, KEY and VALUE", ops, rc))
-        return rc;
     ut::ECfgGroup group;
-    std::string error;
-    if (!storecli::parseGroup(ops[0], group, error))
-        return cli::usage(error);
+    if (int rc = groupOperands(args, 3, 3, "config set needs GROUP, KEY and VALUE", ops, group))
+        return rc;
     const OdString key = cli::wide(ops[1]);
     const std::string& value = ops[2];
     if (key.isEmpty() || key.getAt(key.getLength() - 1) == L'/')
@@ -232,8 +226,7 @@ int set(cli::Args& args) {
     if (!ok)
         return cli::usage(bad);
 
-    storecli::Capture log;
-    storecli::start();
+    storecli::Session log;
     bool written = false;
     if (type == "string")
         written = ut::Config::writeString(group, key, cli::wide(value));
@@ -265,19 +258,14 @@ int set(cli::Args& args) {
 int list(cli::Args& args) {
     const bool json = cli::takeFlag(args, "--json");
     std::vector<std::string> ops;
-    int rc = cli::kOk;
-    if (!storecli::takeOperands(args, 1, 2, "config list needs GROUP (and optionally SUB)", ops, rc))
-        return rc;
     ut::ECfgGroup group;
-    std::string error;
-    if (!storecli::parseGroup(ops[0], group, error))
-        return cli::usage(error);
+    if (int rc = groupOperands(args, 1, 2, "config list needs GROUP (and optionally SUB)", ops, group))
+        return rc;
     const std::string sub = ops.size() > 1 ? ops[1] : std::string();
     OdString subPath = cli::wide(sub);
     if (!subPath.isEmpty() && subPath.getAt(subPath.getLength() - 1) != L'/')
         subPath += L"/";
-    storecli::Capture log;
-    storecli::start();
+    storecli::Session log;
     OdArray<OdString> groups, entries;
     if (!ut::Config::listGroups(group, subPath, groups) || !ut::Config::listEntries(group, subPath, entries))
         return log.fail(where(group, sub) + ": no such group (store " + ut::platform::RegStore::currentUserPath() + ")");
@@ -314,15 +302,10 @@ int list(cli::Args& args) {
 int remove(cli::Args& args) {
     const bool force = cli::takeFlag(args, "--force");
     std::vector<std::string> ops;
-    int rc = cli::kOk;
-    if (!storecli::takeOperands(args, 1, 2, "config delete needs GROUP and KEY (or --force GROUP [SUB])", ops, rc))
-        return rc;
     ut::ECfgGroup group;
-    std::string error;
-    if (!storecli::parseGroup(ops[0], group, error))
-        return cli::usage(error);
-    storecli::Capture log;
-    storecli::start();
+    if (int rc = groupOperands(args, 1, 2, "config delete needs GROUP and KEY (or --force GROUP [SUB])", ops, group))
+        return rc;
+    storecli::Session log;
     if (force) {
         const OdString sub = ops.size() > 1 ? cli::wide(ops[1]) : OdString();
         if (!ut::Config::hasGroup(group, sub))
@@ -344,24 +327,6 @@ int remove(cli::Args& args) {
 } // namespace
 
 int runConfig(cli::Args& args) {
-    const std::string help = std::string(kHelp) + storecli::groupTable();
-    if (args.empty() || (cli::wantsHelp(args) && args.size() == 1)) {
-        std::fputs(help.c_str(), args.empty() ? stderr : stdout);
-        return args.empty() ? cli::kUsage : cli::kOk;
-    }
-    const std::string command = args[0];
-    args.erase(args.begin());
-    if (cli::wantsHelp(args)) {
-        std::fputs(help.c_str(), stdout);
-        return cli::kOk;
-    }
-    if (command == "get")
-        return get(args);
-    if (command == "set")
-        return set(args);
-    if (command == "list")
-        return list(args);
-    if (command == "delete")
-        return remove(args);
-    return cli::usage("unknown command 'config " + command + "'");
+    return cli::runGroup(args, "config", std::string(kHelp) + storecli::groupTable(),
+                         {{"get", get}, {"set", set}, {"list", list}, {"delete", remove}});
 }

@@ -202,21 +202,5 @@ int clear(cli::Args& args) {
 } // namespace
 
 int runLock(cli::Args& args) {
-    if (args.empty() || (cli::wantsHelp(args) && args.size() == 1)) {
-        std::fputs(kHelp, args.empty() ? stderr : stdout);
-        return args.empty() ? cli::kUsage : cli::kOk;
-    }
-    const std::string command = args[0];
-    args.erase(args.begin());
-    if (cli::wantsHelp(args)) {
-        std::fputs(kHelp, stdout);
-        return cli::kOk;
-    }
-    if (command == "status")
-        return status(args);
-    if (command == "hold")
-        return hold(args);
-    if (command == "clear")
-        return clear(args);
-    return cli::usage("unknown command 'lock " + command + "'");
+    return cli::runGroup(args, "lock", kHelp, {{"status", status}, {"hold", hold}, {"clear", clear}});
 }

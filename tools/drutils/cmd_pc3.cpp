@@ -1,12 +1,14 @@
 // drutils pc3 / pmp: printer configurations and user-defined model files. show
-// prints what a configuration describes, set and custom change it in place; the
-// file is rewritten only when the whole new one could be made, and never when
-// reading had to drop part of it.
+// prints what a configuration describes, set, custom and papers change it in
+// place; the file is rewritten only when the whole new one could be made, and
+// never when reading had to drop part of it. (pc3 new and apply, which ask the
+// printing system, are in cmd_printing.cpp.)
 #include <cerrno>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <functional>
+#include <memory>
 #include <string>
 
 #include "cli.h"
@@ -695,7 +697,237 @@ int runCustom(cli::Args& args) {
     return save(*cfg, file, intact);
 }
 
+// ------------------------------------------------------------------ papers
+
+std::string num(double v) {
+    char buf[64];
+    std::snprintf(buf, sizeof buf, "%g", v);
+    return buf;
+}
+
+// The paper at i must keep a printable area: positive size, margins that fit.
+std::string checkPaper(const ut::CustomPapers& p, int i) {
+    const double w = p.getWidth(i), h = p.getHeight(i);
+    const double l = p.getLeftMargin(i), r = p.getRightMargin(i), b = p.getBottomMargin(i), t = p.getTopMargin(i);
+    if (!(w > 0) || !(h > 0))
+        return "width and height must be greater than 0";
+    if (l < 0 || r < 0 || b < 0 || t < 0)
+        return "margins cannot be negative";
+    if (!(l + r < w) || !(b + t < h))
+        return "the margins leave no printable area";
+    return std::string();
+}
+
+const char kPapersEditHelp[] =
+    "usage: drutils pc3 papers FILE <command> [--unit mm|in]\n"
+    "  list [--json]                          the configuration's custom papers (in --unit, mm by default)\n"
+    "  add NAME WIDTH HEIGHT [--margins L,B,R,T]\n"
+    "                                         a new paper, measured in --unit\n"
+    "  set INDEX KEY=VALUE...                 change a paper: name, width, height, left, bottom, right, top\n"
+    "  remove INDEX                           delete a paper; the last one removes the list\n"
+    "The file is rewritten only when the whole change is valid.\n";
+
+int runCustomPapers(cli::Args& args) {
+    if (cli::wantsHelp(args)) {
+        std::fputs(kPapersEditHelp, stdout);
+        return cli::kOk;
+    }
+    const bool json = cli::takeFlag(args, "--json");
+    std::string unitText = "mm", margins;
+    bool missing = false;
+    cli::takeOption(args, "--unit", unitText, &missing);
+    if (missing)
+        return cli::usage("--unit needs mm or in");
+    const bool hasMargins = cli::takeOption(args, "--margins", margins, &missing);
+    if (missing)
+        return cli::usage("--margins needs L,B,R,T");
+    if (unitText != "mm" && unitText != "in")
+        return cli::usage("--unit is mm or in, not '" + unitText + "'");
+    if (cli::rejectUnknownOptions(args))
+        return cli::kUsage;
+    if (args.size() < 2)
+        return cli::usage("pc3 papers needs FILE and list, add, set or remove");
+    const std::string file = args[0], command = args[1];
+    const size_t operands = args.size() - 2;
+    if (command != "list" && command != "add" && command != "set" && command != "remove")
+        return cli::usage("unknown command 'pc3 papers " + command + "'");
+    if ((command == "list" && operands != 0) || (command == "add" && operands != 3) ||
+        (command == "set" && operands < 2) || (command == "remove" && operands != 1))
+        return cli::usage("wrong number of operands for pc3 papers " + command);
+    if (json && command != "list")
+        return cli::usage("--json is for pc3 papers list");
+    if (hasMargins && command != "add")
+        return cli::usage("--margins is for pc3 papers add");
+
+    bool intact = true;
+    auto cfg = load(file, intact);
+    if (!cfg)
+        return cli::kFailure;
+    ut::CustomPapers list(cfg.get());
+    list.setUnit(unitText == "in" ? OdDbPlotSettings::kInches : OdDbPlotSettings::kMillimeters);
+    list.load();
+
+    if (command == "list") {
+        cli::Json j;
+        if (json)
+            j.beginArray();
+        for (int i = 0; i < list.size(); ++i) {
+            const auto* p = list.paper(i);
+            if (json) {
+                j.beginObject().key("index").value(i).key("name").value(p->globalName);
+                j.key("local_name").value(p->localName).key("stored_unit").value(p->units == 0 ? "in" : "mm");
+                j.key("unit").value(unitText).key("width").value(list.getWidth(i)).key("height").value(list.getHeight(i));
+                j.key("left").value(list.getLeftMargin(i)).key("bottom").value(list.getBottomMargin(i));
+                j.key("right").value(list.getRightMargin(i)).key("top").value(list.getTopMargin(i)).endObject();
+            } else {
+                std::printf("%3d  %-30s %s x %s %s  margins %s, %s, %s, %s\n", i, cli::utf8(p->globalName).c_str(),
+                            num(list.getWidth(i)).c_str(), num(list.getHeight(i)).c_str(), unitText.c_str(),
+                            num(list.getLeftMargin(i)).c_str(), num(list.getBottomMargin(i)).c_str(),
+                            num(list.getRightMargin(i)).c_str(), num(list.getTopMargin(i)).c_str());
+            }
+        }
+        if (json) {
+            j.endArray();
+            j.finish();
+        }
+        return cli::kOk;
+    }
+    if (!intact) // refused before the change is looked at: the file would not be written anyway
+        return save(*cfg, file, intact);
+
+    if (command == "add") {
+        const std::string& name = args[2];
+        double w = 0, h = 0, m[4] = {0, 0, 0, 0};
+        if (!parseReal(args[3], w) || !parseReal(args[4], h))
+            return cli::fail("paper '" + name + "': width and height must be numbers");
+        if (hasMargins) {
+            std::string rest = margins + ",";
+            for (double& v : m) {
+                const size_t comma = rest.find(',');
+                if (comma == std::string::npos || !parseReal(rest.substr(0, comma), v))
+                    return cli::usage("--margins needs four numbers: L,B,R,T");
+                rest.erase(0, comma + 1);
+            }
+            if (!rest.empty())
+                return cli::usage("--margins needs four numbers: L,B,R,T");
+        }
+        if (list.isDuplicateName(wxString(cli::wide(name).str())))
+            return cli::fail("paper '" + name + "': the configuration already has a paper of that name");
+        if (!list.append(wxString(cli::wide(name).str())))
+            return cli::fail("paper '" + name + "': refused (an empty name, '{', a line break, longer than 400 "
+                             "characters, or a full list)");
+        const int i = list.size() - 1;
+        list.setSize(i, w, h);
+        list.setLeftMargin(i, m[0]);
+        list.setBottomMargin(i, m[1]);
+        list.setRightMargin(i, m[2]);
+        list.setTopMargin(i, m[3]);
+        if (const std::string why = checkPaper(list, i); !why.empty())
+            return cli::fail("paper '" + name + "': " + why);
+    } else {
+        long index = 0;
+        if (!parseLong(args[2], 0, list.size() - 1, index))
+            return cli::fail(file + ": there is no custom paper " + args[2] + " (the configuration has " +
+                             std::to_string(list.size()) + ")");
+        const int i = int(index);
+        if (command == "remove") {
+            list.remove(i);
+        } else {
+            for (size_t a = 3; a < args.size(); ++a) {
+                const size_t eq = args[a].find('=');
+                if (eq == std::string::npos || eq == 0)
+                    return cli::usage("expected KEY=VALUE, got '" + args[a] + "'");
+                const std::string key = args[a].substr(0, eq), value = args[a].substr(eq + 1);
+                double v = 0;
+                bool ok = true;
+                if (key == "name") {
+                    const wxString name(cli::wide(value).str());
+                    if (name != list.getName(i) && list.isDuplicateName(name))
+                        return cli::fail("paper '" + value + "': the configuration already has a paper of that name");
+                    ok = list.setName(i, name);
+                } else if (key == "width" || key == "height") {
+                    ok = parseReal(value, v) &&
+                         (key == "width" ? list.setSize(i, v, list.getHeight(i)) : list.setSize(i, list.getWidth(i), v));
+                } else if (key == "left" || key == "bottom" || key == "right" || key == "top") {
+                    ok = parseReal(value, v) && (key == "left"     ? list.setLeftMargin(i, v)
+                                                   : key == "bottom" ? list.setBottomMargin(i, v)
+                                                   : key == "right"  ? list.setRightMargin(i, v)
+                                                                     : list.setTopMargin(i, v));
+                } else {
+                    return cli::usage("unknown key '" + key + "' (name, width, height, left, bottom, right, top)");
+                }
+                if (!ok)
+                    return cli::fail("paper " + args[2] + ": " + key + "='" + value + "' refused");
+            }
+            if (const std::string why = checkPaper(list, i); !why.empty())
+                return cli::fail("paper " + args[2] + ": " + why);
+        }
+    }
+    list.save();
+    return save(*cfg, file, intact);
+}
+
 // ------------------------------------------------------------------ pmp
+
+// One paper of a user-defined model file's own list (its udm/media block), with
+// the size and printable bounds of the description it names (0 when none).
+struct ModelPaper {
+    OdString name;
+    OdString localizedName;
+    bool landscape = false;
+    double width = 0.0;
+    double height = 0.0;
+    double printable[4] = {0.0, 0.0, 0.0, 0.0}; // llx, lly, urx, ury
+};
+
+const CPBlock* subBlock(const CPBlock* b, const wchar_t* name) { return b ? b->findBlock(name) : nullptr; }
+
+OdString text(const CPBlock* b, const wchar_t* key) {
+    const CPItem* item = b ? b->find(key, kPStr) : nullptr;
+    return item ? static_cast<const CPStr*>(item)->value() : OdString();
+}
+
+double real(const CPBlock* b, const wchar_t* key) {
+    double v = 0;
+    return b && readDouble(b, key, v) ? v : 0.0;
+}
+
+std::vector<ModelPaper> modelPapers(const PlotModelParam& pmp) {
+    std::vector<ModelPaper> out;
+    const CPBlock* media = nullptr;
+    for (const auto& e : pmp.udm.foreign.entries())
+        if (e.item->kind() == kPBlock && e.item->name() == L"media")
+            media = static_cast<const CPBlock*>(e.item.get());
+    const CPBlock* sizes = subBlock(media, L"size");
+    const CPBlock* descriptions = subBlock(media, L"description");
+    if (!sizes)
+        return out;
+    for (const CPItem* item : sizes->items()) {
+        if (item->kind() != kPBlock)
+            continue;
+        const auto* s = static_cast<const CPBlock*>(item);
+        ModelPaper p;
+        p.name = text(s, L"name");
+        p.localizedName = text(s, L"localized_name");
+        const CPItem* landscape = s->find(L"landscape_mode", kPBool);
+        p.landscape = landscape && static_cast<const CPBool*>(landscape)->value();
+        const OdString link = text(s, L"media_description_name");
+        for (const CPItem* d : descriptions ? descriptions->items() : std::vector<CPItem*>()) {
+            const auto* db = d->kind() == kPBlock ? static_cast<const CPBlock*>(d) : nullptr;
+            if (!db || link.isEmpty() || text(db, L"name") != link)
+                continue;
+            p.width = real(db, L"media_bounds_urx");
+            p.height = real(db, L"media_bounds_ury");
+            p.printable[0] = real(db, L"printable_bounds_llx");
+            p.printable[1] = real(db, L"printable_bounds_lly");
+            p.printable[2] = real(db, L"printable_bounds_urx");
+            p.printable[3] = real(db, L"printable_bounds_ury");
+            break;
+        }
+        out.push_back(p);
+    }
+    return out;
+}
 
 int runPmpShow(cli::Args& args) {
     const bool json = cli::takeFlag(args, "--json");
@@ -779,7 +1011,7 @@ int runPc3(cli::Args& args) {
     if (command == "apply")
         return runPc3Apply(args);
     if (command == "papers")
-        return runPc3Papers(args);
+        return runCustomPapers(args);
     return cli::usage("unknown command 'pc3 " + command + "'");
 }
 

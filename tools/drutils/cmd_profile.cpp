@@ -31,10 +31,12 @@ const char kHelp[] =
     "                                        read a profile file, optionally under another\n"
     "                                        name; an existing profile only with --force\n";
 
-wxString wxs(const std::string& s) { return wxString::FromUTF8(s); }
-std::string u8(const wxString& s) { return s.utf8_string(); }
+// Through the tool's own conversion, so that a file name that is not UTF-8
+// still names its file.
+wxString wxs(const std::string& s) { return wxString(cli::wide(s).str()); }
+std::string u8(const wxString& s) { return cli::utf8(s.ToStdWstring()); }
 
-int notFound(storecli::Capture& log, const std::string& name) { return log.fail("no profile '" + name + "'"); }
+int notFound(storecli::Session& log, const std::string& name) { return log.fail("no profile '" + name + "'"); }
 
 // The profile a registry file holds: from its first key below this product's
 // "Profiles" key of any version and language. same tells whether that key is
@@ -70,11 +72,9 @@ bool profileInFile(const std::string& file, wxString& name, bool& same) {
 int list(cli::Args& args) {
     const bool json = cli::takeFlag(args, "--json");
     std::vector<std::string> ops;
-    int rc = cli::kOk;
-    if (!storecli::takeOperands(args, 0, 0, "profile list takes no operands", ops, rc))
+    if (int rc = storecli::takeOperands(args, 0, 0, "profile list takes no operands", ops))
         return rc;
-    storecli::Capture log;
-    storecli::start();
+    storecli::Session log;
     wxArrayString names;
     ut::getProfileNames(names);
     log.flushWarnings();
@@ -105,11 +105,9 @@ int list(cli::Args& args) {
 int current(cli::Args& args) {
     const bool json = cli::takeFlag(args, "--json");
     std::vector<std::string> ops;
-    int rc = cli::kOk;
-    if (!storecli::takeOperands(args, 0, 0, "profile current takes no operands", ops, rc))
+    if (int rc = storecli::takeOperands(args, 0, 0, "profile current takes no operands", ops))
         return rc;
-    storecli::Capture log;
-    storecli::start();
+    storecli::Session log;
     log.flushWarnings();
     const OdString name = ut::Config::currentProfileName();
     if (json) {
@@ -132,11 +130,9 @@ int current(cli::Args& args) {
 
 int use(cli::Args& args) {
     std::vector<std::string> ops;
-    int rc = cli::kOk;
-    if (!storecli::takeOperands(args, 1, 1, "profile use needs NAME", ops, rc))
+    if (int rc = storecli::takeOperands(args, 1, 1, "profile use needs NAME", ops))
         return rc;
-    storecli::Capture log;
-    storecli::start();
+    storecli::Session log;
     if (!ut::profileExists(wxs(ops[0])))
         return notFound(log, ops[0]);
     if (!ut::setCurrentProfileName(wxs(ops[0])))
@@ -152,11 +148,9 @@ int create(cli::Args& args) {
     if (missing || missing2)
         return cli::usage("--description and --from need a value");
     std::vector<std::string> ops;
-    int rc = cli::kOk;
-    if (!storecli::takeOperands(args, 1, 1, "profile create needs NAME", ops, rc))
+    if (int rc = storecli::takeOperands(args, 1, 1, "profile create needs NAME", ops))
         return rc;
-    storecli::Capture log;
-    storecli::start();
+    storecli::Session log;
     if (ut::profileExists(wxs(ops[0])))
         return log.fail("profile '" + ops[0] + "' exists");
     if (!from.empty() && !ut::profileExists(wxs(from)))
@@ -168,11 +162,9 @@ int create(cli::Args& args) {
 
 int copy(cli::Args& args) {
     std::vector<std::string> ops;
-    int rc = cli::kOk;
-    if (!storecli::takeOperands(args, 2, 2, "profile copy needs FROM and TO", ops, rc))
+    if (int rc = storecli::takeOperands(args, 2, 2, "profile copy needs FROM and TO", ops))
         return rc;
-    storecli::Capture log;
-    storecli::start();
+    storecli::Session log;
     if (!ut::profileExists(wxs(ops[0])))
         return notFound(log, ops[0]);
     if (ut::profileExists(wxs(ops[1])))
@@ -184,11 +176,9 @@ int copy(cli::Args& args) {
 
 int rename(cli::Args& args) {
     std::vector<std::string> ops;
-    int rc = cli::kOk;
-    if (!storecli::takeOperands(args, 2, 2, "profile rename needs OLD and NEW", ops, rc))
+    if (int rc = storecli::takeOperands(args, 2, 2, "profile rename needs OLD and NEW", ops))
         return rc;
-    storecli::Capture log;
-    storecli::start();
+    storecli::Session log;
     if (!ut::profileExists(wxs(ops[0])))
         return notFound(log, ops[0]);
     const bool wasCurrent = ut::getCurrentProfileName().CmpNoCase(wxs(ops[0])) == 0;
@@ -203,11 +193,9 @@ int rename(cli::Args& args) {
 int remove(cli::Args& args) {
     const bool force = cli::takeFlag(args, "--force");
     std::vector<std::string> ops;
-    int rc = cli::kOk;
-    if (!storecli::takeOperands(args, 1, 1, "profile delete needs NAME", ops, rc))
+    if (int rc = storecli::takeOperands(args, 1, 1, "profile delete needs NAME", ops))
         return rc;
-    storecli::Capture log;
-    storecli::start();
+    storecli::Session log;
     if (!ut::profileExists(wxs(ops[0])))
         return notFound(log, ops[0]);
     if (!force && ut::getCurrentProfileName().CmpNoCase(wxs(ops[0])) == 0)
@@ -219,11 +207,9 @@ int remove(cli::Args& args) {
 
 int describe(cli::Args& args) {
     std::vector<std::string> ops;
-    int rc = cli::kOk;
-    if (!storecli::takeOperands(args, 1, 2, "profile describe needs NAME (and TEXT to set it)", ops, rc))
+    if (int rc = storecli::takeOperands(args, 1, 2, "profile describe needs NAME (and TEXT to set it)", ops))
         return rc;
-    storecli::Capture log;
-    storecli::start();
+    storecli::Session log;
     if (!ut::profileExists(wxs(ops[0])))
         return notFound(log, ops[0]);
     if (ops.size() == 1) {
@@ -238,13 +224,11 @@ int describe(cli::Args& args) {
 int exportProfile(cli::Args& args) {
     const bool force = cli::takeFlag(args, "--force");
     std::vector<std::string> ops;
-    int rc = cli::kOk;
-    if (!storecli::takeOperands(args, 2, 2, "profile export needs NAME and FILE", ops, rc))
+    if (int rc = storecli::takeOperands(args, 2, 2, "profile export needs NAME and FILE", ops))
         return rc;
-    if ((rc = storecli::checkOutput(ops[1], force)) != cli::kOk)
-        return rc;
-    storecli::Capture log;
-    storecli::start();
+    if (std::string why = cli::checkOutput(ops[1], {}, force); !why.empty())
+        return cli::fail(why);
+    storecli::Session log;
     if (!ut::profileExists(wxs(ops[0])))
         return notFound(log, ops[0]);
     if (!ut::exportProfile(wxs(ops[0]), wxs(ops[1])))
@@ -261,11 +245,9 @@ int importProfile(cli::Args& args) {
     if (missing || missing2 || (renamed && name.empty()))
         return cli::usage("--name and --description need a value");
     std::vector<std::string> ops;
-    int rc = cli::kOk;
-    if (!storecli::takeOperands(args, 1, 1, "profile import needs FILE", ops, rc))
+    if (int rc = storecli::takeOperands(args, 1, 1, "profile import needs FILE", ops))
         return rc;
-    storecli::Capture log;
-    storecli::start();
+    storecli::Session log;
     wxString inFile;
     bool same = false;
     if (!profileInFile(ops[0], inFile, same))
@@ -292,26 +274,8 @@ int importProfile(cli::Args& args) {
 } // namespace
 
 int runProfile(cli::Args& args) {
-    if (args.empty() || (cli::wantsHelp(args) && args.size() == 1)) {
-        std::fputs(kHelp, args.empty() ? stderr : stdout);
-        return args.empty() ? cli::kUsage : cli::kOk;
-    }
-    const std::string command = args[0];
-    args.erase(args.begin());
-    if (cli::wantsHelp(args)) {
-        std::fputs(kHelp, stdout);
-        return cli::kOk;
-    }
-    struct Command {
-        const char* name;
-        int (*run)(cli::Args&);
-    };
-    static const Command commands[] = {{"list", list},     {"current", current},   {"use", use},
-                                       {"create", create}, {"copy", copy},         {"rename", rename},
-                                       {"delete", remove}, {"describe", describe}, {"export", exportProfile},
-                                       {"import", importProfile}};
-    for (const auto& c : commands)
-        if (command == c.name)
-            return c.run(args);
-    return cli::usage("unknown command 'profile " + command + "'");
+    return cli::runGroup(args, "profile", kHelp,
+                         {{"list", list}, {"current", current}, {"use", use}, {"create", create}, {"copy", copy},
+                          {"rename", rename}, {"delete", remove}, {"describe", describe}, {"export", exportProfile},
+                          {"import", importProfile}});
 }

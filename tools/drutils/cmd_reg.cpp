@@ -23,27 +23,21 @@ const char kHelp[] =
 int exportGroup(cli::Args& args) {
     const bool force = cli::takeFlag(args, "--force");
     std::vector<std::string> ops;
-    int rc = cli::kOk;
-    if (!storecli::takeOperands(args, 2, 2, "reg export needs GROUP-OR-PATH and FILE", ops, rc))
+    if (int rc = storecli::takeOperands(args, 2, 2, "reg export needs GROUP-OR-PATH and FILE", ops))
         return rc;
-    if ((rc = storecli::checkOutput(ops[1], force)) != cli::kOk)
-        return rc;
+    if (std::string why = cli::checkOutput(ops[1], {}, force); !why.empty())
+        return cli::fail(why);
     ut::ECfgGroup group;
     std::string error;
     const bool isGroup = storecli::parseGroup(ops[0], group, error);
+    storecli::Session log;
     // A key path as the registry writes it is taken too.
-    OdString path = cli::wide(ops[0]);
+    OdString path = cli::wide(ops[0]), product = ut::Config::productRoot(ut::kCfgPathRegistry) + L"/";
     path.replace(L'\\', L'/');
-    const OdString full = L"HKEY_CURRENT_USER/";
-    if (path.left(full.getLength()).iCompare(full) == 0)
-        path = path.mid(full.getLength());
-    storecli::Capture log;
-    storecli::start();
-    const OdString product = ut::Config::productRoot(ut::kCfgPathRegistry) + L"/";
-    OdString productSlash = product;
-    productSlash.replace(L'\\', L'/');
-    if (path.left(productSlash.getLength()).iCompare(productSlash) == 0)
-        path = path.mid(productSlash.getLength());
+    product.replace(L'\\', L'/');
+    for (const OdString& prefix : {OdString(L"HKEY_CURRENT_USER/"), product})
+        if (path.left(prefix.getLength()).iCompare(prefix) == 0)
+            path = path.mid(prefix.getLength());
     while (!path.isEmpty() && path.getAt(0) == L'/')
         path = path.mid(1);
     const bool ok = isGroup ? ut::Config::exportGroup(group, cli::wide(ops[1]), true)
@@ -56,11 +50,9 @@ int exportGroup(cli::Args& args) {
 
 int importFile(cli::Args& args) {
     std::vector<std::string> ops;
-    int rc = cli::kOk;
-    if (!storecli::takeOperands(args, 1, 1, "reg import needs FILE", ops, rc))
+    if (int rc = storecli::takeOperands(args, 1, 1, "reg import needs FILE", ops))
         return rc;
-    storecli::Capture log;
-    storecli::start();
+    storecli::Session log;
     if (!ut::Config::import(cli::wide(ops[0]), true))
         return log.fail(ops[0] + ": not imported");
     log.flushWarnings();
@@ -70,19 +62,5 @@ int importFile(cli::Args& args) {
 } // namespace
 
 int runReg(cli::Args& args) {
-    if (args.empty() || (cli::wantsHelp(args) && args.size() == 1)) {
-        std::fputs(kHelp, args.empty() ? stderr : stdout);
-        return args.empty() ? cli::kUsage : cli::kOk;
-    }
-    const std::string command = args[0];
-    args.erase(args.begin());
-    if (cli::wantsHelp(args)) {
-        std::fputs(kHelp, stdout);
-        return cli::kOk;
-    }
-    if (command == "export")
-        return exportGroup(args);
-    if (command == "import")
-        return importFile(args);
-    return cli::usage("unknown command 'reg " + command + "'");
+    return cli::runGroup(args, "reg", kHelp, {{"export", exportGroup}, {"import", importFile}});
 }

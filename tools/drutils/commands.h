@@ -1,8 +1,6 @@
 // Entry points of the command groups; each takes the arguments after its name.
 #pragma once
 
-#include <vector>
-
 #include "cli.h"
 
 int runName(cli::Args& args);
@@ -19,22 +17,8 @@ int runReg(cli::Args& args);
 int runProfile(cli::Args& args);
 
 // Printing (cmd_printing.cpp): system printers and their papers, configurations
-// made from printers and applied to print settings, custom papers.
+// made from printers and applied to print settings.
 int runPrinters(cli::Args& args);
 int runPapers(cli::Args& args);
 int runPc3New(cli::Args& args);
 int runPc3Apply(cli::Args& args);
-int runPc3Papers(cli::Args& args);
-
-class PlotModelParam;
-// One paper of a user-defined model file's own list (its udm/media block), with
-// the size and printable bounds of the description it names (0 when none).
-struct ModelPaper {
-    OdString name;
-    OdString localizedName;
-    bool landscape = false;
-    double width = 0.0;
-    double height = 0.0;
-    double printable[4] = {0.0, 0.0, 0.0, 0.0}; // llx, lly, urx, ury
-};
-std::vector<ModelPaper> modelPapers(const PlotModelParam& pmp);

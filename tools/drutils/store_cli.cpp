@@ -3,7 +3,6 @@
 #include <cctype>
 #include <cstdio>
 
-#include "ut_filename.h"
 
 namespace storecli {
 
@@ -73,51 +72,36 @@ std::string groupTable() {
     return out;
 }
 
-Capture::Capture() { m_previous = wxLog::SetActiveTarget(this); }
+Session::Session() {
+    m_previous = wxLog::SetActiveTarget(this);
+    ut::Config::initProfile(OdString());
+}
 
-Capture::~Capture() { wxLog::SetActiveTarget(m_previous); }
+Session::~Session() { wxLog::SetActiveTarget(m_previous); }
 
-void Capture::DoLogRecord(wxLogLevel level, const wxString& msg, const wxLogRecordInfo&) {
+void Session::DoLogRecord(wxLogLevel level, const wxString& msg, const wxLogRecordInfo&) {
     if (level <= wxLOG_Error)
-        m_errors.push_back(msg.utf8_string());
+        m_errors.push_back(cli::utf8(msg.ToStdWstring()));
     else if (level <= wxLOG_Warning)
-        m_warnings.push_back(msg.utf8_string());
+        m_warnings.push_back(cli::utf8(msg.ToStdWstring()));
 }
 
-int Capture::fail(const std::string& message) {
-    return cli::fail(m_errors.empty() ? message : m_errors.front());
-}
+int Session::fail(const std::string& message) { return cli::fail(m_errors.empty() ? message : m_errors.front()); }
 
-void Capture::flushWarnings() {
+void Session::flushWarnings() {
     for (const auto& w : m_warnings)
         std::fprintf(stderr, "drutils: %s\n", w.c_str());
     m_warnings.clear();
 }
 
-void start() { ut::Config::initProfile(OdString()); }
-
-bool takeOperands(cli::Args& args, size_t min, size_t max, const std::string& usage, std::vector<std::string>& out,
-                  int& rc) {
-    if (cli::rejectUnknownOptions(args)) {
-        rc = cli::kUsage;
-        return false;
-    }
+int takeOperands(cli::Args& args, size_t min, size_t max, const std::string& usage, std::vector<std::string>& out) {
+    if (cli::rejectUnknownOptions(args))
+        return cli::kUsage;
     if (!args.empty() && args[0] == "--")
         args.erase(args.begin());
-    if (args.size() < min || args.size() > max) {
-        rc = cli::usage(usage);
-        return false;
-    }
+    if (args.size() < min || args.size() > max)
+        return cli::usage(usage);
     out = args;
-    return true;
-}
-
-int checkOutput(const std::string& file, bool force) {
-    const OdString path = cli::wide(file);
-    if (ut::FileName::dirExists(path))
-        return cli::fail(file + ": is a folder");
-    if (!force && ut::FileName::fileExists(path))
-        return cli::fail(file + ": exists (--force replaces it)");
     return cli::kOk;
 }
 

@@ -20,12 +20,14 @@ bool parseGroup(const std::string& text, ut::ECfgGroup& group, std::string& erro
 std::string groupTable();
 std::string groupName(ut::ECfgGroup group);
 
-// Collects what the library logs while a command runs, so that a failure ends
-// in one line: the library's own reason when it gave one.
-class Capture : public wxLog {
+// A command's time with the settings: starts them with the profile the store
+// names as current (ut::Config::initProfile) and collects what the library logs
+// meanwhile, so that a failure ends in one line: the library's own reason when
+// it gave one.
+class Session : public wxLog {
 public:
-    Capture();
-    ~Capture() override;
+    Session();
+    ~Session() override;
     // Prints the first error the library logged (or message when there was
     // none) and returns cli::kFailure.
     int fail(const std::string& message);
@@ -40,14 +42,8 @@ private:
     std::vector<std::string> m_errors, m_warnings;
 };
 
-// Picks the profile the store names as current (ut::Config::initProfile).
-void start();
-
-// The one or two arguments left after the options, refusing unknown options.
-bool takeOperands(cli::Args& args, size_t min, size_t max, const std::string& usage, std::vector<std::string>& out,
-                  int& rc);
-
-// Refuses to replace an existing file unless forced; kOk when FILE may be written.
-int checkOutput(const std::string& file, bool force);
+// The operands left after the options, min to max of them, refusing unknown
+// options: kOk, or the exit status of the usage message printed.
+int takeOperands(cli::Args& args, size_t min, size_t max, const std::string& usage, std::vector<std::string>& out);
 
 } // namespace storecli

@@ -1,6 +1,7 @@
 #include "platform/codepage.h"
 
 #include <cerrno>
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <iconv.h>
@@ -193,37 +194,149 @@ std::string wideToUtf8(std::wstring_view text) { return wideToCodePage(text, kCo
 std::wstring utf8ToWide(std::string_view bytes) { return codePageToWide(bytes, kCodePageUtf8); }
 
 bool isValidUtf8(std::string_view s) {
-    size_t i = 0, n = s.size();
-    while (i < n) {
-        unsigned char c = static_cast<unsigned char>(s[i]);
-        size_t len;
-        unsigned min;
-        unsigned cp;
-        if (c < 0x80) {
-            ++i;
-            continue;
-        } else if ((c & 0xE0) == 0xC0) {
-            len = 2, min = 0x80, cp = c & 0x1F;
-        } else if ((c & 0xF0) == 0xE0) {
-            len = 3, min = 0x800, cp = c & 0x0F;
-        } else if ((c & 0xF8) == 0xF0) {
-            len = 4, min = 0x10000, cp = c & 0x07;
-        } else {
+    const auto* p = reinterpret_cast<const unsigned char*>(s.data());
+    char32_t cp = 0;
+    for (size_t i = 0, len = 0; i < s.size(); i += len)
+        if ((len = utf8Sequence(p + i, s.size() - i, cp)) == 0)
             return false;
-        }
-        if (i + len > n)
-            return false;
-        for (size_t k = 1; k < len; ++k) {
-            unsigned char cc = static_cast<unsigned char>(s[i + k]);
-            if ((cc & 0xC0) != 0x80)
-                return false;
-            cp = (cp << 6) | (cc & 0x3F);
-        }
-        if (cp < min || cp > 0x10FFFF || (cp >= 0xD800 && cp <= 0xDFFF))
-            return false;
-        i += len;
-    }
     return true;
+}
+
+void appendUtf8(std::string& out, char32_t c) {
+    if (c < 0x80) {
+        out += char(c);
+    } else if (c < 0x800) {
+        out += char(0xC0 | (c >> 6));
+        out += char(0x80 | (c & 0x3F));
+    } else if (c < 0x10000) {
+        out += char(0xE0 | (c >> 12));
+        out += char(0x80 | ((c >> 6) & 0x3F));
+        out += char(0x80 | (c & 0x3F));
+    } else {
+        out += char(0xF0 | (c >> 18));
+        out += char(0x80 | ((c >> 12) & 0x3F));
+        out += char(0x80 | ((c >> 6) & 0x3F));
+        out += char(0x80 | (c & 0x3F));
+    }
+}
+
+size_t utf8Sequence(const unsigned char* s, size_t n, char32_t& cp, bool surrogates) {
+    const unsigned c = s[0];
+    size_t len;
+    unsigned min;
+    if (c < 0x80) {
+        cp = c;
+        return 1;
+    } else if ((c & 0xE0) == 0xC0) {
+        len = 2, min = 0x80, cp = c & 0x1F;
+    } else if ((c & 0xF0) == 0xE0) {
+        len = 3, min = 0x800, cp = c & 0x0F;
+    } else if ((c & 0xF8) == 0xF0) {
+        len = 4, min = 0x10000, cp = c & 0x07;
+    } else {
+        return 0;
+    }
+    if (len > n)
+        return 0;
+    for (size_t k = 1; k < len; ++k) {
+        if ((s[k] & 0xC0) != 0x80)
+            return 0;
+        cp = (cp << 6) | (s[k] & 0x3F);
+    }
+    // An overlong form would give a second spelling of one character (a
+    // backslash, a "/"), which no reader of names may accept.
+    if (cp < min || cp > 0x10FFFF || (!surrogates && cp >= 0xD800 && cp <= 0xDFFF))
+        return 0;
+    return len;
+}
+
+std::u16string wideToUtf16(std::wstring_view text, bool keepLoneSurrogates) {
+    std::u16string units;
+    units.reserve(text.size());
+    for (wchar_t wc : text) {
+        const char32_t c = char32_t(wc);
+        if (c >= 0x10000 && c <= 0x10FFFF) {
+            units += char16_t(0xD800 + ((c - 0x10000) >> 10));
+            units += char16_t(0xDC00 + ((c - 0x10000) & 0x3FF));
+        } else {
+            const bool lone = c >= 0xD800 && c <= 0xDFFF;
+            units += c > 0x10FFFF || (lone && !keepLoneSurrogates) ? u'\uFFFD' : char16_t(c);
+        }
+    }
+    return units;
+}
+
+std::wstring utf16ToWide(std::u16string_view units, bool keepLoneSurrogates) {
+    std::wstring out;
+    out.reserve(units.size());
+    for (size_t i = 0; i < units.size(); ++i) {
+        const char32_t u = units[i];
+        if (u >= 0xD800 && u <= 0xDBFF && i + 1 < units.size() && units[i + 1] >= 0xDC00 && units[i + 1] <= 0xDFFF) {
+            out += wchar_t(0x10000 + ((u - 0xD800) << 10) + (char32_t(units[++i]) - 0xDC00));
+            continue;
+        }
+        const bool lone = u >= 0xD800 && u <= 0xDFFF;
+        out += lone && !keepLoneSurrogates ? wchar_t(0xFFFD) : wchar_t(u);
+    }
+    return out;
+}
+
+std::u16string utf16Units(std::string_view bytes, bool bigEndian) {
+    std::u16string units(bytes.size() / 2, u'\0');
+    for (size_t i = 0; i < units.size(); ++i) {
+        const unsigned a = static_cast<unsigned char>(bytes[2 * i]), b = static_cast<unsigned char>(bytes[2 * i + 1]);
+        units[i] = char16_t(bigEndian ? (a << 8 | b) : (b << 8 | a));
+    }
+    return units;
+}
+
+namespace {
+
+std::wstring utf32ToWide(std::string_view bytes, bool bigEndian, bool keepLoneSurrogates) {
+    std::wstring out;
+    for (size_t i = 0; i + 3 < bytes.size(); i += 4) {
+        uint32_t c = 0;
+        for (size_t k = 0; k < 4; ++k)
+            c |= uint32_t(static_cast<unsigned char>(bytes[i + k])) << (8 * (bigEndian ? 3 - k : k));
+        const bool lone = c >= 0xD800 && c <= 0xDFFF;
+        out += c > 0x10FFFF || (lone && !keepLoneSurrogates) ? wchar_t(0xFFFD) : wchar_t(c);
+    }
+    return out;
+}
+
+} // namespace
+
+std::wstring decodeTextFile(std::string_view bytes, bool keepLoneSurrogates) {
+    // UTF-32LE first: its mark begins with UTF-16LE's.
+    if (bytes.starts_with("\xEF\xBB\xBF"))
+        return utf8ToWide(bytes.substr(3));
+    if (bytes.starts_with(std::string_view("\xFF\xFE\0\0", 4)))
+        return utf32ToWide(bytes.substr(4), false, keepLoneSurrogates);
+    if (bytes.starts_with(std::string_view("\0\0\xFE\xFF", 4)))
+        return utf32ToWide(bytes.substr(4), true, keepLoneSurrogates);
+    if (bytes.starts_with("\xFF\xFE"))
+        return utf16ToWide(utf16Units(bytes.substr(2), false), keepLoneSurrogates);
+    if (bytes.starts_with("\xFE\xFF"))
+        return utf16ToWide(utf16Units(bytes.substr(2), true), keepLoneSurrogates);
+    if (isValidUtf8(bytes))
+        return utf8ToWide(bytes);
+    return codePageToWide(bytes, ansiCodePage());
+}
+
+std::vector<std::wstring> splitLines(std::wstring_view text) {
+    std::vector<std::wstring> lines;
+    size_t start = 0;
+    for (size_t i = 0; i < text.size(); ++i) {
+        if (text[i] != L'\r' && text[i] != L'\n')
+            continue;
+        lines.emplace_back(text.substr(start, i - start));
+        if (text[i] == L'\r' && i + 1 < text.size() && text[i + 1] == L'\n')
+            ++i;
+        start = i + 1;
+    }
+    if (start < text.size())
+        lines.emplace_back(text.substr(start));
+    return lines;
 }
 
 ScopedCodePageLocale::ScopedCodePageLocale(int codePage) {

@@ -1,6 +1,5 @@
 #include "platform/files.h"
 
-#include <atomic>
 #include <cerrno>
 #include <climits>
 #include <cctype>
@@ -11,7 +10,6 @@
 #include <fstream>
 #include <iconv.h>
 #include <mutex>
-#include <random>
 #include <stdio.h>
 #include <sys/stat.h>
 #include <sys/time.h>
@@ -70,56 +68,8 @@ const std::string& nameCodeset() {
     return codeset;
 }
 
-void appendUtf8(std::string& out, char32_t c) {
-    if (c < 0x80) {
-        out += char(c);
-    } else if (c < 0x800) {
-        out += char(0xC0 | (c >> 6));
-        out += char(0x80 | (c & 0x3F));
-    } else if (c < 0x10000) {
-        out += char(0xE0 | (c >> 12));
-        out += char(0x80 | ((c >> 6) & 0x3F));
-        out += char(0x80 | (c & 0x3F));
-    } else {
-        out += char(0xF0 | (c >> 18));
-        out += char(0x80 | ((c >> 12) & 0x3F));
-        out += char(0x80 | ((c >> 6) & 0x3F));
-        out += char(0x80 | (c & 0x3F));
-    }
-}
-
-// Length of the well-formed UTF-8 sequence at s (its code point in cp), 0 when the
-// byte at s does not start one.
-size_t utf8Sequence(const unsigned char* s, size_t n, char32_t& cp) {
-    const unsigned c = s[0];
-    size_t len;
-    unsigned min;
-    if (c < 0x80) {
-        cp = c;
-        return 1;
-    } else if ((c & 0xE0) == 0xC0) {
-        len = 2, min = 0x80, cp = c & 0x1F;
-    } else if ((c & 0xF0) == 0xE0) {
-        len = 3, min = 0x800, cp = c & 0x0F;
-    } else if ((c & 0xF8) == 0xF0) {
-        len = 4, min = 0x10000, cp = c & 0x07;
-    } else {
-        return 0;
-    }
-    if (len > n)
-        return 0;
-    for (size_t k = 1; k < len; ++k) {
-        if ((s[k] & 0xC0) != 0x80)
-            return 0;
-        cp = (cp << 6) | (s[k] & 0x3F);
-    }
-    // Overlong forms and surrogates are not characters: escaping them keeps the
-    // mapping one to one (an encoded U+DCxx would otherwise read as a byte).
-    if (cp < min || cp > 0x10FFFF || (cp >= 0xD800 && cp <= 0xDFFF))
-        return 0;
-    return len;
-}
-
+// Overlong forms and encoded surrogates are no characters: escaping their bytes
+// keeps the mapping one to one (an encoded U+DCxx would otherwise read as a byte).
 std::wstring decodeUtf8Name(std::string_view bytes) {
     std::wstring out;
     out.reserve(bytes.size());
@@ -453,25 +403,32 @@ bool isDirectory(const std::string& native) {
     return ::stat(native.c_str(), &st) == 0 && S_ISDIR(st.st_mode);
 }
 
-bool makeDirectories(const std::string& native, mode_t perm) {
+} // namespace
+
+bool makeNativeDirectories(const std::string& native, unsigned perm) {
     if (native.empty() || isDirectory(native))
         return true;
     const size_t slash = native.find_last_not_of('/') == std::string::npos
                              ? std::string::npos
                              : native.rfind('/', native.find_last_not_of('/'));
-    if (slash != std::string::npos && slash > 0 && !makeDirectories(native.substr(0, slash), perm))
+    if (slash != std::string::npos && slash > 0 && !makeNativeDirectories(native.substr(0, slash), perm))
         return false;
-    return ::mkdir(native.c_str(), perm) == 0 || (errno == EEXIST && isDirectory(native));
+    if (::mkdir(native.c_str(), mode_t(perm)) == 0)
+        return true;
+    if (errno != EEXIST)
+        return false;
+    if (isDirectory(native)) // made by another meanwhile
+        return true;
+    errno = ENOTDIR; // a file is in the way
+    return false;
 }
-
-} // namespace
 
 bool makeDirectory(const OdString& path, int perm, bool parents) {
     if (path.isEmpty())
         return false;
     const std::string native = nativePath(path);
     if (parents)
-        return makeDirectories(native, mode_t(perm));
+        return makeNativeDirectories(native, unsigned(perm));
     return ::mkdir(native.c_str(), mode_t(perm)) == 0;
 }
 
@@ -518,6 +475,18 @@ OdString homeDirectory() {
     return OdString(L"/");
 }
 
+OdString executableDirectory() {
+    std::string buf(PATH_MAX, '\0');
+    const ssize_t n = ::readlink("/proc/self/exe", buf.data(), buf.size());
+    if (n <= 0 || size_t(n) >= buf.size())
+        return OdString();
+    buf.resize(size_t(n));
+    const size_t slash = buf.rfind('/');
+    if (slash == std::string::npos)
+        return OdString();
+    return fromNativePath(slash == 0 ? std::string("/") : buf.substr(0, slash));
+}
+
 OdString systemTempDirectory() {
     for (const char* var : {"TMPDIR", "TMP", "TEMP"}) {
         const char* v = std::getenv(var);
@@ -527,16 +496,17 @@ OdString systemTempDirectory() {
     return OdString(L"/tmp");
 }
 
-OdString createUniqueFile(const OdString& prefix) {
+OdString createUniqueFile(const OdString& prefix, const OdString& suffix) {
     std::string base = nativePath(prefix);
     if (base.find('/') == std::string::npos) {
         std::string dir = nativePath(systemTempDirectory());
         base = (dir.empty() || dir.back() == '/' ? dir : dir + "/") + base;
     }
-    std::string templ = base + "XXXXXX";
+    const std::string tail = nativePath(suffix);
+    std::string templ = base + "XXXXXX" + tail;
     // mkstemp: created exclusively with mode 0600, so nobody else can have opened
     // the name first or read what goes into it.
-    const int fd = ::mkostemp(templ.data(), O_CLOEXEC);
+    const int fd = ::mkostemps(templ.data(), int(tail.size()), O_CLOEXEC);
     if (fd < 0)
         return OdString();
     ::close(fd);
@@ -559,21 +529,6 @@ std::string directoryOf(const std::string& path) {
 std::string baseNameOf(const std::string& path) {
     size_t slash = path.rfind('/');
     return slash == std::string::npos ? path : path.substr(slash + 1);
-}
-
-// A name nobody else is likely to pick; O_EXCL settles the rare collision.
-std::string uniqueSuffix() {
-    static std::atomic<unsigned> counter{0};
-    static const unsigned long long seed = [] {
-        std::random_device rd;
-        return (static_cast<unsigned long long>(rd()) << 32) ^ rd();
-    }();
-    unsigned long long v = seed ^ (static_cast<unsigned long long>(getpid()) << 20) ^ counter.fetch_add(1) * 0x9E3779B97F4A7C15ull;
-    static const char digits[] = "0123456789abcdefghijklmnopqrstuvwxyz";
-    std::string s;
-    for (int i = 0; i < 8; ++i, v /= 36)
-        s += digits[v % 36];
-    return s;
 }
 
 void syncDirectory(const std::string& dir) {
@@ -644,30 +599,23 @@ AtomicFileWriter::AtomicFileWriter(const OdString& destination, bool replaceExis
         return;
     }
     m_finalMode = existing ? unsigned(st.st_mode & 07777) : unsigned(0666 & ~currentUmask());
-    const std::string dir = directoryOf(m_destination);
-    const std::string base = baseNameOf(m_destination);
-    for (int attempt = 0; attempt < 100; ++attempt) {
-        std::string candidate = dir + "/." + base + "." + uniqueSuffix() + ".tmp";
-        // Owner only while it is written: what goes in may be private (deciphered
-        // text) and is incomplete until commit.
-        int fd = ::open(candidate.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, 0600);
-        if (fd < 0) {
-            if (errno == EEXIST)
-                continue;
-            m_status = statusFromErrno(errno);
-            return;
-        }
-        m_file = ::fdopen(fd, "wb");
-        if (!m_file) {
-            m_status = statusFromErrno(errno);
-            ::close(fd);
-            ::unlink(candidate.c_str());
-            return;
-        }
-        m_temporary = candidate;
+    // Made as createUniqueFile makes its files: exclusively (never through a link
+    // planted at the name) and owner only while it is written, since what goes in
+    // may be private (deciphered text) and is incomplete until commit.
+    std::string temporary = directoryOf(m_destination) + "/." + baseNameOf(m_destination) + ".XXXXXX.tmp";
+    const int fd = ::mkostemps(temporary.data(), 4, O_CLOEXEC);
+    if (fd < 0) {
+        m_status = statusFromErrno(errno);
         return;
     }
-    m_status = FileStatus::Failed;
+    m_file = ::fdopen(fd, "wb");
+    if (!m_file) {
+        m_status = statusFromErrno(errno);
+        ::close(fd);
+        ::unlink(temporary.c_str());
+        return;
+    }
+    m_temporary = temporary;
 }
 
 AtomicFileWriter::~AtomicFileWriter() { discard(); }

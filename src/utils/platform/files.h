@@ -98,6 +98,10 @@ DRUTILS_API bool sameFile(const OdString& a, const OdString& b);
 // parents: missing parents are made too. True when the directory exists afterwards
 // (only when it was made here, without parents).
 DRUTILS_API bool makeDirectory(const OdString& path, int perm, bool parents);
+// The same with parents on a path that is the system's bytes already (one taken
+// from the environment); false with errno telling why (ENOTDIR: a file is in
+// the way).
+DRUTILS_API bool makeNativeDirectories(const std::string& native, unsigned perm);
 DRUTILS_API bool removeDirectory(const OdString& path);
 // The entries of a directory except "." and "..", each with its kind; a link is
 // followed, or with followLinks false reported as Other. False when the directory
@@ -108,12 +112,15 @@ DRUTILS_API bool setCurrentDirectory(const OdString& path);
 // Empty when it cannot be told.
 DRUTILS_API OdString currentDirectory();
 DRUTILS_API OdString homeDirectory();
+// The folder of the running executable; empty when the system does not tell.
+DRUTILS_API OdString executableDirectory();
 // $TMPDIR when it names a directory, else /tmp.
 DRUTILS_API OdString systemTempDirectory();
 // Creates a new empty file (mode 0600, exclusively, so no other process can have
-// made or opened it) whose name is prefix and a unique tail; a prefix without a
-// directory goes to the system temporary directory. Empty when none could be made.
-DRUTILS_API OdString createUniqueFile(const OdString& prefix);
+// made or opened it) whose name is prefix, a unique part and suffix; a prefix
+// without a directory goes to the system temporary directory. Empty when none
+// could be made.
+DRUTILS_API OdString createUniqueFile(const OdString& prefix, const OdString& suffix = OdString());
 
 // ---------------------------------------------------------------- writing
 

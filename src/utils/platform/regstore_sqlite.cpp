@@ -15,6 +15,8 @@
 #include <unordered_map>
 #include <wctype.h>
 
+#include "platform/codepage.h"
+#include "platform/files.h"
 #include "ut_log.h"
 
 namespace ut::platform {
@@ -33,23 +35,12 @@ bool encodeText(std::wstring_view text, std::string& out) {
     out.reserve(text.size());
     for (wchar_t wc : text) {
         const uint32_t c = static_cast<uint32_t>(wc);
-        if (c < 0x80) {
+        if (c < 0x80)
             out += char(c);
-        } else if (c < 0x800) {
-            out += char(0xC0 | (c >> 6));
-            out += char(0x80 | (c & 0x3F));
-        } else if (c < 0x10000) {
-            out += char(0xE0 | (c >> 12));
-            out += char(0x80 | ((c >> 6) & 0x3F));
-            out += char(0x80 | (c & 0x3F));
-        } else if (c < 0x110000) {
-            out += char(0xF0 | (c >> 18));
-            out += char(0x80 | ((c >> 12) & 0x3F));
-            out += char(0x80 | ((c >> 6) & 0x3F));
-            out += char(0x80 | (c & 0x3F));
-        } else {
+        else if (c < 0x110000)
+            appendUtf8(out, char32_t(c));
+        else
             return false;
-        }
     }
     return true;
 }
@@ -59,29 +50,14 @@ std::wstring decodeText(const unsigned char* s, size_t n) {
     out.reserve(n);
     size_t i = 0;
     while (i < n) {
-        const unsigned c = s[i];
-        size_t len = c < 0x80 ? 1 : (c & 0xE0) == 0xC0 ? 2 : (c & 0xF0) == 0xE0 ? 3 : (c & 0xF8) == 0xF0 ? 4 : 0;
-        if (len == 0 || i + len > n) {
-            out += wchar_t(0xFFFD);
-            ++i;
+        if (s[i] < 0x80) {
+            out += wchar_t(s[i++]);
             continue;
         }
-        uint32_t cp = len == 1 ? c : c & (0xFF >> (len + 1));
-        bool ok = true;
-        for (size_t k = 1; k < len; ++k) {
-            if ((s[i + k] & 0xC0) != 0x80) {
-                ok = false;
-                break;
-            }
-            cp = (cp << 6) | (s[i + k] & 0x3F);
-        }
-        if (!ok) {
-            out += wchar_t(0xFFFD);
-            ++i;
-            continue;
-        }
-        out += wchar_t(cp);
-        i += len;
+        char32_t cp = 0;
+        const size_t len = utf8Sequence(s + i, n - i, cp, true);
+        out += len ? wchar_t(cp) : wchar_t(0xFFFD);
+        i += len ? len : 1;
     }
     return out;
 }
@@ -276,6 +252,16 @@ void bindText(sqlite3_stmt* s, int i, const std::string& text) {
 std::wstring columnText(sqlite3_stmt* s, int i) {
     const unsigned char* t = sqlite3_column_text(s, i);
     return decodeText(t, size_t(sqlite3_column_bytes(s, i)));
+}
+
+// A row of kValues: name, fold, type, flags, data.
+RegValueEntry valueRow(sqlite3_stmt* s) {
+    RegValueEntry e;
+    e.name = columnText(s, 0);
+    const auto* data = static_cast<const unsigned char*>(sqlite3_column_blob(s, 4));
+    e.value = decodeValue(uint32_t(sqlite3_column_int64(s, 2)), (sqlite3_column_int64(s, 3) & kFlagFloating) != 0,
+                          data, size_t(sqlite3_column_bytes(s, 4)));
+    return e;
 }
 
 struct CachedKey {
@@ -499,30 +485,6 @@ struct RegStore::Impl {
         ++epoch;
     }
 
-    static bool makeFolders(const std::string& file, std::string& failedAt, int& error) {
-        size_t slash = file.rfind('/');
-        if (slash == std::string::npos || slash == 0)
-            return true;
-        const std::string dir = file.substr(0, slash);
-        for (size_t pos = 1; pos <= dir.size(); ++pos) {
-            if (pos != dir.size() && dir[pos] != '/')
-                continue;
-            const std::string part = dir.substr(0, pos);
-            if (::mkdir(part.c_str(), 0700) != 0 && errno != EEXIST) {
-                failedAt = part;
-                error = errno;
-                return false;
-            }
-        }
-        struct stat st;
-        if (::stat(dir.c_str(), &st) != 0 || !S_ISDIR(st.st_mode)) {
-            failedAt = dir;
-            error = errno ? errno : ENOTDIR;
-            return false;
-        }
-        return true;
-    }
-
     void mapChangeCounter() {
         const std::string name = path + "-changes";
         int fd = ::open(name.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0644);
@@ -575,10 +537,12 @@ struct RegStore::Impl {
         static constexpr char fn[] = "ut::platform::RegStore::open";
         if (path.empty())
             return fail(fn, RegStatus::CannotOpen, "no file name", false);
-        std::string failedAt;
-        int error = 0;
-        if (!makeFolders(path, failedAt, error))
-            return fail(fn, RegStatus::CannotOpen, "cannot create folder " + failedAt + systemCause(error), false);
+        // The folder is the user's own: private, as the settings in it are.
+        if (const size_t slash = path.rfind('/'); slash != std::string::npos && slash > 0) {
+            const std::string dir = path.substr(0, slash);
+            if (!makeNativeDirectories(dir, 0700))
+                return fail(fn, RegStatus::CannotOpen, "cannot create folder " + dir + systemCause(errno), false);
+        }
 
         // A file that nobody may write is read-only, as a file with the Windows
         // read-only attribute is, whoever opens it.
@@ -771,13 +735,8 @@ struct RegStore::Impl {
         sqlite3_bind_int64(s, 1, k.id);
         int rc;
         while ((rc = sqlite3_step(s)) == SQLITE_ROW) {
-            RegValueEntry e;
-            e.name = columnText(s, 0);
             std::wstring folded = columnText(s, 1);
-            const auto* data = static_cast<const unsigned char*>(sqlite3_column_blob(s, 4));
-            e.value = decodeValue(uint32_t(sqlite3_column_int64(s, 2)), (sqlite3_column_int64(s, 3) & kFlagFloating) != 0,
-                                  data, size_t(sqlite3_column_bytes(s, 4)));
-            k.values.emplace(std::move(folded), std::move(e));
+            k.values.emplace(std::move(folded), valueRow(s));
         }
         if (rc != SQLITE_DONE) {
             k.values.clear();
@@ -903,6 +862,20 @@ struct RegStore::Impl {
         }
         RegStatus status() const { return m_status; }
         RegStatus failed(int rc) { return m_status = m_impl.failSql(m_function, rc, false); }
+        // The key a listing reads, found inside the read transaction; null with
+        // status() NotFound (never logged) when it does not exist, or the
+        // logged failure.
+        CachedKey* existingKey(const RegKeyPath& key, const void* owner) {
+            if (m_status != RegStatus::Ok)
+                return nullptr;
+            int rc = begin();
+            CachedKey* k = rc == SQLITE_OK ? m_impl.findKey(key, false, rc, owner) : nullptr;
+            if (rc != SQLITE_OK)
+                failed(rc);
+            else if (!k)
+                m_status = RegStatus::NotFound;
+            return k;
+        }
 
     private:
         Impl& m_impl;
@@ -947,6 +920,13 @@ RegStatus checkKeyPath(const RegKeyPath& key, std::string& cause) {
     return RegStatus::Ok;
 }
 
+// A key the store could hold; one it could not is simply not there for reads
+// and deletions.
+bool validKey(const RegKeyPath& key) {
+    std::string cause;
+    return checkKeyPath(key, cause) == RegStatus::Ok;
+}
+
 } // namespace
 
 std::string RegStore::currentUserPath() {
@@ -982,8 +962,7 @@ RegStore::~RegStore() {
 RegStatus RegStore::keyExists(const RegKeyPath& key) {
     std::lock_guard<std::recursive_mutex> lock(m_mutex);
     static constexpr char fn[] = "ut::platform::RegStore::keyExists";
-    std::string cause;
-    if (checkKeyPath(key, cause) != RegStatus::Ok)
+    if (!validKey(key))
         return RegStatus::NotFound;
     Impl::Reader r(*m_impl, fn);
     if (r.status() != RegStatus::Ok)
@@ -1012,8 +991,7 @@ RegStatus RegStore::createKey(const RegKeyPath& key) {
 
 RegStatus RegStore::deleteKey(const RegKeyPath& key) {
     std::lock_guard<std::recursive_mutex> lock(m_mutex);
-    std::string cause;
-    if (checkKeyPath(key, cause) != RegStatus::Ok)
+    if (!validKey(key))
         return RegStatus::NotFound;
     return m_impl->write(
         "ut::platform::RegStore::deleteKey",
@@ -1048,7 +1026,7 @@ RegStatus RegStore::renameKey(const RegKeyPath& key, std::wstring_view newName) 
         return m_impl->fail(fn, RegStatus::Invalid, "a key name is empty or holds a backslash", true);
     if (RegStatus s = checkName(newName, kMaxKeyName, cause); s != RegStatus::Ok)
         return m_impl->fail(fn, s, cause, true);
-    if (checkKeyPath(key, cause) != RegStatus::Ok)
+    if (!validKey(key))
         return RegStatus::NotFound;
     return m_impl->write(
         fn,
@@ -1079,61 +1057,24 @@ RegStatus RegStore::renameKey(const RegKeyPath& key, std::wstring_view newName) 
         });
 }
 
-RegStatus RegStore::subKeys(const RegKeyPath& key, std::vector<std::wstring>& names) {
-    std::lock_guard<std::recursive_mutex> lock(m_mutex);
-    names.clear();
-    std::string cause;
-    if (checkKeyPath(key, cause) != RegStatus::Ok)
-        return RegStatus::NotFound;
-    Impl::Reader r(*m_impl, "ut::platform::RegStore::subKeys");
-    if (r.status() != RegStatus::Ok)
-        return r.status();
-    int rc = r.begin();
-    if (rc != SQLITE_OK)
-        return r.failed(rc);
-    CachedKey* k = m_impl->findKey(key, false, rc, this);
-    if (rc != SQLITE_OK)
-        return r.failed(rc);
-    if (!k)
-        return RegStatus::NotFound;
-    Use s(m_impl->stmts[kSubKeys]);
-    sqlite3_bind_int64(s, 1, k->id);
-    while ((rc = sqlite3_step(s)) == SQLITE_ROW)
-        names.push_back(columnText(s, 0));
-    if (rc != SQLITE_DONE) {
-        names.clear();
-        return r.failed(rc);
-    }
-    return RegStatus::Ok;
-}
+namespace {
 
-RegStatus RegStore::values(const RegKeyPath& key, std::vector<RegValueEntry>& out) {
-    std::lock_guard<std::recursive_mutex> lock(m_mutex);
+// A listing: the rows of statement which for the existing key, each made by row.
+template <class T, class Row>
+RegStatus listRows(RegStore::Impl& impl, const void* owner, const char* function, const RegKeyPath& key, Stmt which,
+                   std::vector<T>& out, Row row) {
     out.clear();
-    std::string cause;
-    if (checkKeyPath(key, cause) != RegStatus::Ok)
+    if (!validKey(key))
         return RegStatus::NotFound;
-    Impl::Reader r(*m_impl, "ut::platform::RegStore::values");
-    if (r.status() != RegStatus::Ok)
-        return r.status();
-    int rc = r.begin();
-    if (rc != SQLITE_OK)
-        return r.failed(rc);
-    CachedKey* k = m_impl->findKey(key, false, rc, this);
-    if (rc != SQLITE_OK)
-        return r.failed(rc);
+    RegStore::Impl::Reader r(impl, function);
+    CachedKey* k = r.existingKey(key, owner);
     if (!k)
-        return RegStatus::NotFound;
-    Use s(m_impl->stmts[kValues]);
+        return r.status();
+    Use s(impl.stmts[which]);
     sqlite3_bind_int64(s, 1, k->id);
-    while ((rc = sqlite3_step(s)) == SQLITE_ROW) {
-        RegValueEntry e;
-        e.name = columnText(s, 0);
-        const auto* data = static_cast<const unsigned char*>(sqlite3_column_blob(s, 4));
-        e.value = decodeValue(uint32_t(sqlite3_column_int64(s, 2)), (sqlite3_column_int64(s, 3) & kFlagFloating) != 0,
-                              data, size_t(sqlite3_column_bytes(s, 4)));
-        out.push_back(std::move(e));
-    }
+    int rc;
+    while ((rc = sqlite3_step(s)) == SQLITE_ROW)
+        out.push_back(row(s));
     if (rc != SQLITE_DONE) {
         out.clear();
         return r.failed(rc);
@@ -1141,23 +1082,29 @@ RegStatus RegStore::values(const RegKeyPath& key, std::vector<RegValueEntry>& ou
     return RegStatus::Ok;
 }
 
+} // namespace
+
+RegStatus RegStore::subKeys(const RegKeyPath& key, std::vector<std::wstring>& names) {
+    std::lock_guard<std::recursive_mutex> lock(m_mutex);
+    return listRows(*m_impl, this, "ut::platform::RegStore::subKeys", key, kSubKeys, names,
+                    [](sqlite3_stmt* s) { return columnText(s, 0); });
+}
+
+RegStatus RegStore::values(const RegKeyPath& key, std::vector<RegValueEntry>& out) {
+    std::lock_guard<std::recursive_mutex> lock(m_mutex);
+    return listRows(*m_impl, this, "ut::platform::RegStore::values", key, kValues, out, valueRow);
+}
+
 RegStatus RegStore::counts(const RegKeyPath& key, size_t& subKeyCount, size_t& valueCount) {
     std::lock_guard<std::recursive_mutex> lock(m_mutex);
     subKeyCount = valueCount = 0;
-    std::string cause;
-    if (checkKeyPath(key, cause) != RegStatus::Ok)
+    if (!validKey(key))
         return RegStatus::NotFound;
     Impl::Reader r(*m_impl, "ut::platform::RegStore::counts");
-    if (r.status() != RegStatus::Ok)
-        return r.status();
-    int rc = r.begin();
-    if (rc != SQLITE_OK)
-        return r.failed(rc);
-    CachedKey* k = m_impl->findKey(key, false, rc, this);
-    if (rc != SQLITE_OK)
-        return r.failed(rc);
+    CachedKey* k = r.existingKey(key, this);
     if (!k)
-        return RegStatus::NotFound;
+        return r.status();
+    int rc = SQLITE_OK;
     for (Stmt which : {kCountSubKeys, kCountValues}) {
         Use s(m_impl->stmts[which]);
         sqlite3_bind_int64(s, 1, k->id);
@@ -1171,7 +1118,6 @@ RegStatus RegStore::counts(const RegKeyPath& key, size_t& subKeyCount, size_t& v
 RegStatus RegStore::getValue(const RegKeyPath& key, std::wstring_view name, RegValue& out) {
     std::lock_guard<std::recursive_mutex> lock(m_mutex);
     static constexpr char fn[] = "ut::platform::RegStore::getValue";
-    std::string cause;
     if (key.root() < 0 || key.root() >= kRootCount)
         return RegStatus::NotFound;
     Impl::Reader r(*m_impl, fn);
@@ -1185,15 +1131,10 @@ RegStatus RegStore::getValue(const RegKeyPath& key, std::wstring_view name, RegV
         if (k->id == 0)
             return RegStatus::NotFound;
     } else {
-        if ((rc = r.begin()) != SQLITE_OK)
-            return r.failed(rc);
-        if (checkKeyPath(key, cause) != RegStatus::Ok)
+        if (!validKey(key))
             return RegStatus::NotFound;
-        k = m_impl->findKey(key, false, rc, this);
-        if (rc != SQLITE_OK)
-            return r.failed(rc);
-        if (!k)
-            return RegStatus::NotFound;
+        if (!(k = r.existingKey(key, this)))
+            return r.status();
         if ((rc = m_impl->loadValues(*k)) != SQLITE_OK)
             return r.failed(rc);
     }
@@ -1259,8 +1200,7 @@ RegStatus RegStore::setValue(const RegKeyPath& key, std::wstring_view name, cons
 
 RegStatus RegStore::deleteValue(const RegKeyPath& key, std::wstring_view name) {
     std::lock_guard<std::recursive_mutex> lock(m_mutex);
-    std::string cause;
-    if (checkKeyPath(key, cause) != RegStatus::Ok)
+    if (!validKey(key))
         return RegStatus::NotFound;
     const std::wstring folded = foldName(name);
     std::string foldText;
@@ -1293,7 +1233,7 @@ RegStatus RegStore::renameValue(const RegKeyPath& key, std::wstring_view oldName
     std::string cause;
     if (RegStatus s = checkName(newName, kMaxValueName, cause); s != RegStatus::Ok)
         return m_impl->fail(fn, s, cause, true);
-    if (checkKeyPath(key, cause) != RegStatus::Ok)
+    if (!validKey(key))
         return RegStatus::NotFound;
     const std::wstring oldFold = foldName(oldName), newFold = foldName(newName);
     std::string oldFoldText, newFoldText, newNameText;

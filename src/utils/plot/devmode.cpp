@@ -72,36 +72,18 @@ void writePublic(DEVMODEW* dm, const DEVMODEW& pub) {
 const uint8_t* privateBytes(const DEVMODEW* dm) { return reinterpret_cast<const uint8_t*>(dm) + dm->dmSize; }
 
 void setText(char16_t (&field)[32], const std::wstring& text) {
-    std::u16string units;
-    for (wchar_t c : text) {
-        const char32_t cp = char32_t(c);
-        if (cp >= 0x10000 && cp <= 0x10FFFF) {
-            if (units.size() + 2 > 31)
-                break;
-            units += char16_t(0xD800 + ((cp - 0x10000) >> 10));
-            units += char16_t(0xDC00 + ((cp - 0x10000) & 0x3FF));
-        } else {
-            if (units.size() + 1 > 31)
-                break;
-            units += cp > 0x10FFFF ? u'\uFFFD' : char16_t(cp);
-        }
+    std::u16string units = platform::wideToUtf16(text, true);
+    // Cut to 31 units, never between the halves of a pair.
+    if (units.size() > 31) {
+        const bool pair = units[30] >= 0xD800 && units[30] <= 0xDBFF && units[31] >= 0xDC00 && units[31] <= 0xDFFF;
+        units.resize(pair ? 30 : 31);
     }
     std::fill(std::begin(field), std::end(field), u'\0');
     std::copy(units.begin(), units.end(), field);
 }
 
 std::wstring text(const char16_t (&field)[32]) {
-    std::wstring out;
-    for (size_t i = 0; i < 32 && field[i]; ++i) {
-        const char16_t u = field[i];
-        if (u >= 0xD800 && u <= 0xDBFF && i + 1 < 32 && field[i + 1] >= 0xDC00 && field[i + 1] <= 0xDFFF) {
-            out += wchar_t(0x10000 + ((char32_t(u) - 0xD800) << 10) + (char32_t(field[i + 1]) - 0xDC00));
-            ++i;
-        } else {
-            out += wchar_t(u >= 0xD800 && u <= 0xDFFF ? 0xFFFD : u);
-        }
-    }
-    return out;
+    return platform::utf16ToWide(std::u16string_view(field, std::find(field, field + 32, u'\0') - field));
 }
 
 bool resolvePaper(DEVMODEW& pub, const platform::printing::QueueDetails& queue) {

@@ -155,13 +155,6 @@ const StandardPaper kPapers[] = {
 };
 static_assert(std::size(kPapers) == ut::kLastStandardPaper + 1, "one entry per standard paper number");
 
-bool equalsNoCase(const wchar_t* a, const wchar_t* b) {
-    for (; *a && *b; ++a, ++b)
-        if (std::towlower(wint_t(*a)) != std::towlower(wint_t(*b)))
-            return false;
-    return *a == *b;
-}
-
 // FNV-1a: a fixed hash, so that a name gets the same number in every process.
 uint32_t fnv1a(const std::string& s) {
     uint32_t h = 2166136261u;
@@ -251,8 +244,9 @@ short getPSnumber(const wchar_t* name) {
         return number >= INT16_MIN && number <= INT16_MAX ? short(number) : 0;
     if (!name || !*name)
         return 0;
+    const OdString wanted(name);
     for (short i = 1; i <= kLastStandardPaper; ++i)
-        if (equalsNoCase(kPapers[i].name, name))
+        if (wanted.iCompare(kPapers[i].name) == 0)
             return i;
     return 0;
 }
