@@ -1,12 +1,13 @@
 // Shared by the parameter-file benchmarks: the physical floor of loading a
 // container (the file into memory, its stream inflated in one call to the length
-// the header records, the lines counted), and a reporter that keeps the best time
-// of each benchmark over its repetitions.
+// the header records, the lines counted), a reporter that keeps the best time
+// of each benchmark over its repetitions, and ezdxf's reader timed on a file.
 #pragma once
 
 #include <benchmark/benchmark.h>
 
 #include <algorithm>
+#include <cstdio>
 #include <fstream>
 #include <iterator>
 #include <map>
@@ -21,18 +22,26 @@ inline std::string readBytes(const std::string& path) {
     return std::string((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
 }
 
-// Number of lines of the text inside the container at path (0 when unreadable).
-inline size_t loadFloor(const std::string& path) {
+// The text inside the container at path (empty when unreadable).
+inline std::string inflateText(const std::string& path) {
     const std::string file = readBytes(path);
     if (file.size() < 60)
-        return 0;
+        return std::string();
     uLongf size = 0;
     for (int i = 55; i >= 52; --i)
         size = (size << 8) | static_cast<unsigned char>(file[size_t(i)]);
     std::string text(size, '\0');
-    uncompress(reinterpret_cast<Bytef*>(text.data()), &size, reinterpret_cast<const Bytef*>(file.data()) + 60,
-               uLong(file.size() - 60));
-    return size_t(std::count(text.begin(), text.begin() + long(size), '\n'));
+    if (uncompress(reinterpret_cast<Bytef*>(text.data()), &size, reinterpret_cast<const Bytef*>(file.data()) + 60,
+                   uLong(file.size() - 60)) != Z_OK)
+        return std::string();
+    text.resize(size);
+    return text;
+}
+
+// Number of lines of the text inside the container at path (0 when unreadable).
+inline size_t loadFloor(const std::string& path) {
+    const std::string text = inflateText(path);
+    return size_t(std::count(text.begin(), text.end(), '\n'));
 }
 
 // Keeps, per benchmark, the best real and CPU time per iteration over the
@@ -78,6 +87,43 @@ inline void runRepeated(int argc, char** argv, BestOfReporter& reporter) {
     benchmark::Initialize(&count, args.data());
     benchmark::RunSpecifiedBenchmarks(&reporter);
     benchmark::Shutdown();
+}
+
+// Seconds per load of the plot style table at path with ezdxf (Debian's
+// python3-ezdxf under /usr/bin/python3), best of three rounds of `loads` loads
+// timed inside the interpreter so that its start does not count; why says what
+// went wrong when it cannot be run (the values are then negative).
+inline BestOfReporter::Best ezdxfSeconds(const std::string& path, int loads, std::string& why) {
+    const std::string cmd = "/usr/bin/python3 -c '"
+                            "import sys, time\n"
+                            "from ezdxf.addons import acadctb\n"
+                            "path, n = sys.argv[1], int(sys.argv[2])\n"
+                            "acadctb.load(path)\n"
+                            "wall, cpu = [], []\n"
+                            "for r in range(3):\n"
+                            "    w, c = time.perf_counter(), time.process_time()\n"
+                            "    for i in range(n): acadctb.load(path)\n"
+                            "    wall.append((time.perf_counter() - w) / n)\n"
+                            "    cpu.append((time.process_time() - c) / n)\n"
+                            "print(min(wall), min(cpu))\n"
+                            "' '" +
+                            path + "' " + std::to_string(loads) + " 2>&1";
+    BestOfReporter::Best s;
+    FILE* p = popen(cmd.c_str(), "r");
+    if (!p) {
+        why = "cannot start /usr/bin/python3";
+        return s;
+    }
+    std::string out;
+    char buf[512];
+    while (std::fgets(buf, sizeof buf, p))
+        out += buf;
+    const int status = pclose(p);
+    if (status != 0 || std::sscanf(out.c_str(), "%lf %lf", &s.real, &s.cpu) != 2) {
+        s = {};
+        why = out.empty() ? "/usr/bin/python3 failed" : out.substr(0, out.find('\n'));
+    }
+    return s;
 }
 
 } // namespace bench

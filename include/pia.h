@@ -20,35 +20,86 @@ enum EPItemKind { kPBin = 0, kPBlock = 1, kPBool = 2, kPStr = 3, kPNum = 4 };
 // "number", "string"... for messages that say which kind was found or expected.
 DRUTILS_API const wchar_t* itemKindName(int kind);
 
+class CPIAParser;
+
+// Items are objects of their own, deleted by the block that holds them. The items
+// a parse builds are laid out together in memory that the parser owns, and their
+// names and repeated values are shared (a table holds a few dozen distinct keys
+// over thousands of items); that is invisible to callers, who read and change
+// them as any other item. An item belongs to one block: add refuses an item that
+// another block (or the parser, for its root) already holds.
 class DRUTILS_API CPItem {
 public:
-    CPItem(int kind, const wchar_t* name) : m_kind(kind), m_name(name) {}
+    CPItem(int kind, const wchar_t* name);
     virtual ~CPItem();
     CPItem(const CPItem&) = delete;
     CPItem& operator=(const CPItem&) = delete;
 
     int kind() const { return m_kind; }
-    const OdString& name() const { return m_name; }
+    const OdString& name() const { return *m_name; }
+
+protected:
+    // Lets the parser reach the constructors of items it lays out itself.
+    class ParseTag {
+        friend class CPIAParser;
+        ParseTag() = default;
+    };
+    // A parsed item is in its block (or is the parser's root) from the start.
+    CPItem(ParseTag, int kind, const OdString* name) : m_name(name), m_kind(kind), m_flags(kParsed | kHeld) {}
+
+    // Kinds with a value: the name and the value in one allocation (the value is
+    // valueText()); the item owns both.
+    CPItem(int kind, const wchar_t* name, OdString&& value);
+    const OdString* valueText() const { return m_name + 1; }
+    // The value text of an item that has one: shared with the parse, or the item's own.
+    void setText(const OdString*& slot, const OdString& text);
+    void releaseText(const OdString* slot) const {
+        if (m_flags & kOwnsValue)
+            delete slot;
+    }
 
 private:
-    int m_kind;
-    OdString m_name;
+    friend class CPBlock;
+    friend class CPIAParser;
+    enum : uint32_t {
+        kOwnsName = 1,  // m_name was allocated for this item
+        kOwnsValue = 2, // so was the value text (set by the owned constructors or setValue)
+        kParsed = 4,    // laid out by a parse: the parser's memory, not the heap
+        kHeld = 8,      // in a block (or the parser's root)
+        kPair = 16      // m_name is an array of two: the name and the value
+    };
+    // Deletes an item a block held, or ends one of a parse: the parser frees the
+    // memory of its items all at once, so only what an item holds beyond it
+    // needs ending (a block's children, a text set since).
+    static void destroy(CPItem* item) {
+        if (!(item->m_flags & kParsed))
+            delete item;
+        else if (item->m_kind == kPBlock || (item->m_flags & kOwnsValue))
+            item->~CPItem();
+    }
+
+    const OdString* m_name;
+    int32_t m_kind;
+    uint32_t m_flags;
 };
 
 // Binary payload in its text form, kept exactly as read (the consumer spells it).
 class DRUTILS_API CPBin : public CPItem {
 public:
-    CPBin(const wchar_t* name, const wchar_t* payload) : CPItem(kPBin, name), m_value(payload) {}
-    const OdString& value() const { return m_value; }
-    void setValue(const OdString& v) { m_value = v; }
+    CPBin(const wchar_t* name, const wchar_t* payload) : CPItem(kPBin, name, OdString(payload)), m_value(valueText()) {}
+    CPBin(ParseTag t, const OdString* name, const OdString* payload) : CPItem(t, kPBin, name), m_value(payload) {}
+    ~CPBin() override;
+    const OdString& value() const { return *m_value; }
+    void setValue(const OdString& v) { setText(m_value, v); }
 
 private:
-    OdString m_value;
+    const OdString* m_value;
 };
 
 class DRUTILS_API CPBool : public CPItem {
 public:
     CPBool(const wchar_t* name, bool value) : CPItem(kPBool, name), m_value(value) {}
+    CPBool(ParseTag t, const OdString* name, bool value) : CPItem(t, kPBool, name), m_value(value) {}
     bool value() const { return m_value; }
     void setValue(bool v) { m_value = v; }
 
@@ -58,12 +109,14 @@ private:
 
 class DRUTILS_API CPStr : public CPItem {
 public:
-    CPStr(const wchar_t* name, const wchar_t* value) : CPItem(kPStr, name), m_value(value) {}
-    const OdString& value() const { return m_value; }
-    void setValue(const OdString& v) { m_value = v; }
+    CPStr(const wchar_t* name, const wchar_t* value) : CPItem(kPStr, name, OdString(value)), m_value(valueText()) {}
+    CPStr(ParseTag t, const OdString* name, const OdString* value) : CPItem(t, kPStr, name), m_value(value) {}
+    ~CPStr() override;
+    const OdString& value() const { return *m_value; }
+    void setValue(const OdString& v) { setText(m_value, v); }
 
 private:
-    OdString m_value;
+    const OdString* m_value;
 };
 
 // A number kept as text; converted only by readInt / readDouble.
@@ -73,24 +126,28 @@ public:
     CPNum(const wchar_t* name, double value, int precision);
     CPNum(const wchar_t* name, int value);
     // Kept verbatim, unchecked (the parser's form).
-    CPNum(const wchar_t* name, const wchar_t* text) : CPItem(kPNum, name), m_value(text) {}
-    const OdString& value() const { return m_value; }
+    CPNum(const wchar_t* name, const wchar_t* text) : CPItem(kPNum, name, OdString(text)), m_value(valueText()) {}
+    CPNum(ParseTag t, const OdString* name, const OdString* text) : CPItem(t, kPNum, name), m_value(text) {}
+    ~CPNum() override;
+    const OdString& value() const { return *m_value; }
 
 private:
-    OdString m_value;
+    const OdString* m_value;
 };
 
 // An ordered list of owned children.
 class DRUTILS_API CPBlock : public CPItem {
 public:
     explicit CPBlock(const wchar_t* name) : CPItem(kPBlock, name) {}
+    CPBlock(ParseTag t, const OdString* name) : CPItem(t, kPBlock, name) {}
     ~CPBlock() override;
 
     // First child of that kind whose name equals name exactly; null when none.
     CPItem* find(const wchar_t* name, int kind) const;
     CPBlock* findBlock(const wchar_t* name) const { return static_cast<CPBlock*>(find(name, kPBlock)); }
     // Takes ownership and returns true, unless a child of the same name and kind
-    // exists: then returns false and the item stays with the caller.
+    // exists: then returns false and the item stays with the caller. An item that
+    // a block already holds is refused too, and stays where it is.
     bool add(CPItem* item);
 
     size_t size() const { return m_items.size(); }
@@ -98,8 +155,12 @@ public:
     const std::vector<CPItem*>& items() const { return m_items; }
 
 private:
+    friend class CPIAParser;
     CPItem* findHashed(const wchar_t* name, size_t length, int kind, uint32_t hash) const;
     void indexChild(size_t position, uint32_t hash);
+    // Takes the children a parse collected for this block, all at once.
+    void adopt(CPItem* const* items, size_t count);
+    void reindex(size_t slots);
 
     std::vector<CPItem*> m_items;
     // Lookup table over the children once there are many (a table has 255 styles
@@ -283,6 +344,7 @@ protected:
     int doInflateInit() override;
 
 private:
+    friend class CPIAParser; // takes the lines as bytes when it can
     struct InImpl;
     InImpl* m_in;
 };
@@ -370,11 +432,15 @@ public:
 
     // Where parseLines takes its lines from (defined inside the library).
     class LineSource;
+    // The memory the items of one parse are laid out in (defined inside the library).
+    class Pool;
 
 private:
     bool parseLines(LineSource& lines);
+    void clear();
 
     CPBlock* m_root = nullptr;
+    Pool* m_pool = nullptr;
     int m_errorLine = 0;
     int m_openResult = 0;
     OdString m_errorText;

@@ -129,6 +129,11 @@ protected:
     bool write(CPBlock& parent, int index, bool withModeColor) const;
 
 private:
+    // init for a table that reads many styles from one parse: names holds, per
+    // key in the order read, the name of the item that last matched it (a
+    // parse shares one name among all its items), which is then known again
+    // without comparing text.
+    bool init(const CPBlock& block, OdString* badKey, const OdString** names);
     void setPolicyBit(int bit, bool on) { m_colorPolicy = on ? (m_colorPolicy | bit) : (m_colorPolicy & ~bit); }
 
     OdString m_name;

@@ -50,10 +50,16 @@ run_ctest build-asan
 
 echo "== task queue under ThreadSanitizer (its suite only, to keep this step cheap)"
 scripts/build.sh build-tsan -DCMAKE_BUILD_TYPE=Debug -DDRUTILS_SANITIZE=thread \
-    -DDRUTILS_BUILD_BENCH=OFF --target test_taskqueue
+    -DDRUTILS_BUILD_BENCH=OFF --target test_taskqueue --target test_pia
 # halt_on_error: a reported race fails the run instead of scrolling past.
 if TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1 \
     build-tsan/tests/test_taskqueue; then
+    passed=$((passed + 1))
+else
+    failed=$((failed + 1))
+fi
+# Parameter files parsed on several threads at once.
+if TSAN_OPTIONS=halt_on_error=1 build-tsan/tests/test_pia --gtest_filter='Pia.ParsingOnSeveralThreadsAtOnce'; then
     passed=$((passed + 1))
 else
     failed=$((failed + 1))

@@ -4,13 +4,19 @@
 
 #include <algorithm>
 #include <climits>
+#include <cmath>
 #include <cstdlib>
 #include <cstring>
+#include <cwchar>
 #include <filesystem>
+#include <locale.h>
+#include <memory>
 #include <optional>
 #include <sys/stat.h>
 #include <sys/types.h>
+#include <thread>
 #include <tuple>
+#include <vector>
 #include <zlib.h>
 
 #include "pia.h"
@@ -226,6 +232,189 @@ TEST_F(Pia, BlockIdentityIsNameAndKind) {
         ASSERT_EQ(big.item(size_t(2 * i + 1)), big.find(std::to_wstring(i).c_str(), kPStr)) << i;
     }
     EXPECT_EQ(nullptr, big.find(L"12", kPNum));
+}
+
+// ---------------------------------------------------------------- trees a parse lays out
+
+// A parse lays its items out in memory of its own and shares names and values
+// among them; callers must not be able to tell.
+TEST_F(Pia, ParsedTreesBehaveAsBuiltOnes) {
+    // An item belongs to one block: a parsed item, the parser's root and an item
+    // another block holds are refused and stay where they are.
+    {
+        CPIAParser p;
+        ASSERT_TRUE(p.parseText("a=1\nb{\n c=2\n}\n", 13));
+        CPBlock other(L"");
+        EXPECT_FALSE(other.add(p.root()->item(0)));
+        EXPECT_FALSE(other.add(p.root()->findBlock(L"b")));
+        EXPECT_FALSE(other.add(p.root()));
+        auto* held = new CPNum(L"n", 1);
+        ASSERT_TRUE(other.add(held));
+        EXPECT_FALSE(p.root()->add(held));
+        EXPECT_EQ(1u, other.size());
+        EXPECT_EQ("n:a=1;b{n:c=2;};", dump(p.root()));
+    }
+    // Items a caller adds to a parsed tree are deleted with it, also when the
+    // parser reads the next file (the sanitizer builds check for leaks).
+    {
+        CPIAParser p;
+        ASSERT_TRUE(p.parseText("b{\n c=2\n}\n", 10));
+        auto* heap = new CPBlock(L"heap");
+        heap->add(new CPStr(L"s", L"a value longer than a few characters"));
+        ASSERT_TRUE(p.root()->findBlock(L"b")->add(heap));
+        ASSERT_TRUE(p.root()->add(new CPBin(L"x", L"00FF")));
+        EXPECT_EQ("b{n:c=2;heap{s:s=a value longer than a few characters;};};x:x=00FF;", dump(p.root()));
+        ASSERT_TRUE(p.parseText("d=4\n", 4));
+        EXPECT_EQ("n:d=4;", dump(p.root()));
+    }
+    // A value set on a parsed item is its own: the items that shared its text
+    // keep theirs, and setting it again changes only it.
+    {
+        const std::string text = "s=\"same text\nt=\"same text\nx=\\00AA\\\ny=\\00AA\\\nb{\n s=\"same text\n}\n";
+        CPIAParser p;
+        ASSERT_TRUE(p.parseText(text.data(), text.size()));
+        auto* s = static_cast<CPStr*>(p.root()->find(L"s", kPStr));
+        auto* x = static_cast<CPBin*>(p.root()->find(L"x", kPBin));
+        s->setValue(L"changed");
+        x->setValue(L"11");
+        s->setValue(L"changed again");
+        EXPECT_EQ("s:s=changed again;s:t=same text;x:x=11;x:y=00AA;b{s:s=same text;};", dump(p.root()));
+    }
+    // Copies of parsed items outlive the parser, and so do the keys a table
+    // keeps of another writer.
+    {
+        std::unique_ptr<CPItem> copy;
+        {
+            CPIAParser p;
+            ASSERT_TRUE(p.parseText("b{\n name=\"kept\n n=0.500000\n f=TRUE\n x=\\0A\\\n}\n", 44));
+            copy.reset(CPForeignItems::clone(*p.root()->findBlock(L"b")));
+        }
+        CPBlock holder(L"");
+        ASSERT_TRUE(holder.add(copy.release()));
+        EXPECT_EQ("b{s:name=kept;n:n=0.500000;y:f=1;x:x=0A;};", dump(&holder));
+    }
+}
+
+// Blocks that repeat an earlier one item for item are taken on trust by the
+// parser; a second item of a name and kind must still fail the file, whatever
+// blocks came before, in ASCII texts and in others (read another way).
+TEST_F(Pia, RepeatedBlocksStillRefuseSecondItems) {
+    std::string big1 = "a{\n", big2 = "b{\n", bigTree = "a{";
+    for (int i = 0; i < 40; ++i) {
+        const std::string n = std::to_string(i);
+        const std::string line = std::string(" k").append(n).append("=").append(n).append("\n");
+        big1 += line, big2 += line;
+        bigTree.append("n:k").append(n).append("=").append(n).append(";");
+    }
+    big1 += "}\n";
+    bigTree += "};";
+    // The text; whether it parses; the tree; the failing line.
+    const std::tuple<std::string, bool, std::string, int> rows[] = {
+        {"a{\n x=1\n y=2\n}\nb{\n x=1\n y=2\n x=3\n}", false, "a{n:x=1;n:y=2;};", 8},
+        // positions 0-2 repeat b, position 3 repeats a: no single block is repeated
+        {"a{\n p=1\n q=1\n r=1\n x=1\n}\nb{\n x=1\n y=1\n z=1\n}\nc{\n x=1\n y=1\n z=1\n x=2\n}", false,
+         "a{n:p=1;n:q=1;n:r=1;n:x=1;};b{n:x=1;n:y=1;n:z=1;};", 16},
+        {"a{\n x=1\n}\nb{\n x=1\n x=\"1\n}", true, "a{n:x=1;};b{n:x=1;s:x=1;};", 0},
+        {"a{\n b{\n }\n}\nc{\n b{\n }\n b{\n }\n}", false, "a{b{};};", 8},
+        // the same places with other names and values read as they stand
+        {"a{\n v=1\n w=\"s\n}\nb{\n v=10\n w=\"s2\n}\nc{\n v=1\n u=\"s\n}", true,
+         "a{n:v=1;s:w=s;};b{n:v=10;s:w=s2;};c{n:v=1;s:u=s;};", 0},
+        // blocks too large to scan
+        {std::string(big1).append(big2).append(" k5=5\n}\n"), false, bigTree, 84},
+        {std::string(big1).append(big2).append(" k5=\"5\n}\n"), true,
+         std::string(bigTree).append("b").append(bigTree, 1, bigTree.size() - 3).append("s:k5=5;};"), 0},
+    };
+    const std::string wide = "u=\"\xc3\xa9\n"; // a text with it is not ASCII
+    for (const auto& [text, ok, tree, line] : rows) {
+        SCOPED_TRACE(text.substr(0, 60));
+        const ParseResult ascii = parseText(text);
+        EXPECT_EQ(ok, ascii.ok);
+        EXPECT_EQ(tree, ascii.tree);
+        EXPECT_EQ(line, ascii.line);
+        const ParseResult other = parseText(std::string(wide).append(text));
+        EXPECT_EQ(ok, other.ok);
+        EXPECT_EQ(std::string("s:u=\xc3\xa9;").append(tree), other.tree);
+        EXPECT_EQ(line ? line + 1 : 0, other.line);
+    }
+}
+
+// Numbers are read as "%d" and "%f" read them in the "C" locale: the shortcut
+// for plain digits gives what the C library gives, and everything else still
+// goes to it.
+TEST_F(Pia, NumbersReadAsTheCLibraryReadsThem) {
+    const wchar_t* texts[] = {
+        L"0", L"-1", L"007", L"-0", L"123456789", L"999999999", L"1234567890", L"2147483647", L"2147483648",
+        L"-2147483648", L"-2147483649", L"00000000000012", L"5abc", L"-", L"+5", L" 7", L"", L"1.0", L"0.500000",
+        L"-0.0", L"1.", L".5", L"1e3", L"0.1", L"16777217", L"0.1000000000000000055511151231257827",
+        L"340282356779733661637539395458142568448", L"340282366920938463463374607431768211456",
+        L"0.00000000000000000000000000000000001", L"0.000000000000000000000000000000000000000000001",
+        L"123456789012345678901234567890.5", L"1.5x", L"1.5.5", L"nan", L"inf", L"0x10", L"1,5",
+    };
+    locale_t c = newlocale(LC_ALL_MASK, "C", locale_t(nullptr));
+    ASSERT_NE(locale_t(nullptr), c);
+    CPBlock block(L"");
+    for (const wchar_t* text : texts) {
+        SCOPED_TRACE(U(text));
+        const std::wstring name = std::wstring(L"v").append(std::to_wstring(block.size()));
+        block.add(new CPNum(name.c_str(), text));
+        wchar_t* end = nullptr;
+        const long l = wcstol(text, &end, 10);
+        const bool intOk = end != text;
+        const int expectedInt = l > INT_MAX ? INT_MAX : l < INT_MIN ? INT_MIN : int(l);
+        const float f = wcstof_l(text, &end, c);
+        const bool floatOk = end != text;
+        int n = -99;
+        double d = -99.0;
+        EXPECT_EQ(intOk, readInt(&block, name.c_str(), n));
+        if (intOk) {
+            EXPECT_EQ(expectedInt, n);
+        }
+        EXPECT_EQ(floatOk, readDouble(&block, name.c_str(), d));
+        if (floatOk && std::isnan(f)) {
+            EXPECT_TRUE(std::isnan(d));
+        } else if (floatOk) {
+            EXPECT_EQ(double(f), d);
+        }
+        EXPECT_EQ(std::signbit(floatOk ? double(f) : -99.0), std::signbit(d));
+    }
+    freelocale(c);
+}
+
+// Parses on several threads at once keep to their own trees (run under
+// ThreadSanitizer by scripts/test.sh), and a tree may be dropped on another
+// thread than the one that read it.
+TEST_F(Pia, ParsingOnSeveralThreadsAtOnce) {
+    std::string table = "description=\"t\n";
+    for (int i = 0; i < 64; ++i)
+        table.append(std::to_string(i)).append("{\n name=\"Color_").append(std::to_string(i)).append(
+            "\n color=-1\n screen=100\n}\n");
+    const std::string texts[] = {table, std::string("u=\"\xc3\xa9\n").append(table),
+                                 "a{\n x=1\n}\nb{\n x=1\n y=2\n}\n"};
+    std::string expected[3];
+    for (int t = 0; t < 3; ++t)
+        expected[t] = parseText(texts[t]).tree;
+
+    std::vector<std::unique_ptr<CPIAParser>> kept(4);
+    std::vector<std::string> got(4);
+    std::vector<std::thread> threads;
+    for (int t = 0; t < 4; ++t) {
+        threads.emplace_back([&, t] {
+            const std::string& text = texts[t % 3];
+            for (int round = 0; round < 20; ++round) {
+                CPIAParser p;
+                if (!p.parseText(text.data(), text.size()) || dump(p.root()) != expected[t % 3])
+                    return;
+            }
+            kept[size_t(t)] = std::make_unique<CPIAParser>();
+            if (kept[size_t(t)]->parseText(text.data(), text.size()))
+                got[size_t(t)] = dump(kept[size_t(t)]->root());
+        });
+    }
+    for (std::thread& th : threads)
+        th.join();
+    for (int t = 0; t < 4; ++t)
+        EXPECT_EQ(expected[t % 3], got[size_t(t)]) << t;
+    kept.clear(); // trees read on other threads, dropped here
 }
 
 // ---------------------------------------------------------------- line syntax

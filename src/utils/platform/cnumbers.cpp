@@ -1,6 +1,7 @@
 #include "platform/cnumbers.h"
 
 #include <cerrno>
+#include <charconv>
 #include <climits>
 #include <cwchar>
 #include <locale.h>
@@ -21,6 +22,21 @@ locale_t classicLocale() {
 bool scanInt(const wchar_t* text, int& out) {
     if (!text)
         return false;
+    // Nearly every number in a parameter file is a few plain digits: those are
+    // read here, anything else (blanks, a plus sign, ten digits or more) as
+    // wcstol reads it.
+    {
+        const wchar_t* p = text;
+        const bool negative = *p == L'-';
+        p += negative;
+        int v = 0, digits = 0;
+        for (; digits < 9 && *p >= L'0' && *p <= L'9'; ++p, ++digits)
+            v = v * 10 + int(*p - L'0');
+        if (digits > 0 && !(*p >= L'0' && *p <= L'9')) {
+            out = negative ? -v : v;
+            return true;
+        }
+    }
     wchar_t* end = nullptr;
     errno = 0;
     long v = std::wcstol(text, &end, 10);
@@ -37,6 +53,31 @@ bool scanInt(const wchar_t* text, int& out) {
 bool scanFloat(const wchar_t* text, float& out) {
     if (!text)
         return false;
+    // Plain decimals ("0.500000", "-1.0") are converted here, rounded once to
+    // the nearest float as wcstof rounds them; any other form goes to wcstof.
+    {
+        char buf[40];
+        size_t n = 0;
+        const wchar_t* p = text;
+        if (*p == L'-')
+            buf[n++] = '-', ++p;
+        size_t digits = 0;
+        for (; n < sizeof buf - 1 && *p >= L'0' && *p <= L'9'; ++p, ++digits)
+            buf[n++] = char(*p);
+        if (digits > 0 && *p == L'.' && n < sizeof buf - 1) {
+            buf[n++] = '.', ++p;
+            for (; n < sizeof buf - 1 && *p >= L'0' && *p <= L'9'; ++p)
+                buf[n++] = char(*p);
+        }
+        if (digits > 0 && *p == L'\0') {
+            float v = 0;
+            const auto r = std::from_chars(buf, buf + n, v);
+            if (r.ec == std::errc() && r.ptr == buf + n) {
+                out = v;
+                return true;
+            }
+        }
+    }
     wchar_t* end = nullptr;
     locale_t loc = classicLocale();
     float v = loc ? wcstof_l(text, &end, loc) : std::wcstof(text, &end);

@@ -54,15 +54,6 @@ const char* typeLetters(int type) {
 
 // ---------------------------------------------------------------- reader
 
-struct CPIAFileIn::InImpl {
-    pia::TextLines lines;
-    bool open = false;
-    uint64_t maxText = kDefaultMaxTextSize;
-    // Whether the file begins as a container does; only to tell a user why a
-    // file that fails to read failed, never to refuse one that reads.
-    bool headerText = false;
-};
-
 CPIAFileIn::CPIAFileIn() : m_in(new InImpl) {}
 
 CPIAFileIn::~CPIAFileIn() { delete m_in; }
@@ -72,9 +63,10 @@ void CPIAFileIn::setMaxTextSize(uint64_t bytes) { m_in->maxText = bytes; }
 int CPIAFileIn::doInflateInit() {
     Impl& d = *m_impl;
     static constexpr char kHeaderStart[] = "PIAFILEVERSION_";
-    char lead0[sizeof kHeaderStart - 1] = {};
-    m_in->headerText = d.source && std::fread(lead0, 1, sizeof lead0, d.source) == sizeof lead0 &&
-                       std::memcmp(lead0, kHeaderStart, sizeof lead0) == 0;
+    unsigned char header[kHeaderSize] = {};
+    const size_t headerRead = d.source ? std::fread(header, 1, sizeof header, d.source) : 0;
+    m_in->headerText = headerRead >= sizeof kHeaderStart - 1 &&
+                       std::memcmp(header, kHeaderStart, sizeof kHeaderStart - 1) == 0;
     if (!d.source || std::fseek(d.source, kHeaderSize, SEEK_SET) != 0) {
         setErrorText(L"the file cannot be read");
         return kFileError;
@@ -95,6 +87,15 @@ int CPIAFileIn::doInflateInit() {
     }
     int64_t size = ut::platform::fileSize(d.source);
     d.total = size > start ? uint32_t(std::min<int64_t>(size - start, UINT32_MAX)) : 0u;
+    // The text's length as the header gives it, when it is believable (deflate
+    // shrinks by a thousand at most), so that the text is read into one buffer
+    // of its size rather than one grown and copied over and over.
+    if (d.memory && headerRead == sizeof header) {
+        const uint64_t said = uint64_t(header[52]) | uint64_t(header[53]) << 8 | uint64_t(header[54]) << 16 |
+                              uint64_t(header[55]) << 24;
+        if (said <= m_in->maxText && said <= uint64_t(d.total) * 1032 + 64)
+            d.memory->reserve(size_t(said));
+    }
     d.deflating = false;
     int rc = inflateInit_(&d.stream, pia::kZlibVersion, int(sizeof(z_stream)));
     d.streamActive = rc == Z_OK;

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
+#include <cwchar>
 
 #include "platform/codepage.h"
 
@@ -74,7 +75,8 @@ void TextLines::assign(std::string text) {
     m_text = std::move(text);
     m_pos = 0;
     m_ended = false;
-    m_ascii = isAscii(m_text.data(), m_text.size());
+    m_ascii = pia::isAscii(m_text.data(), m_text.size());
+    m_nul = std::memchr(m_text.data(), '\0', m_text.size()) != nullptr;
     m_utf8 = m_ascii || ut::platform::isValidUtf8(m_text);
     m_codePage = m_utf8 ? ut::platform::kCodePageUtf8 : ut::platform::ansiCodePage();
 }
@@ -87,40 +89,13 @@ void TextLines::clear() {
 }
 
 const wchar_t* TextLines::next() {
-    const size_t size = m_text.size();
-    m_ended = false;
-    if (m_pos >= size)
+    const char* p;
+    size_t content;
+    if (!cut(p, content))
         return nullptr;
-    const char* p = m_text.data() + m_pos;
-    const size_t left = size - m_pos;
-
-    // Only a carriage return right before a line feed (or at the very end) leaves
-    // the text, so a piece's line feed, if it has one, lies within 512 bytes: at
-    // 511 only when a carriage return before it made room.
-    const void* found = std::memchr(p, '\n', std::min(left, kMaxPiece + 1));
-    size_t lf = found ? size_t(static_cast<const char*>(found) - p) : size_t(-1);
-    size_t take, content;
-    if (lf < kMaxPiece || (lf == kMaxPiece && p[kMaxPiece - 1] == '\r')) {
-        m_ended = true;
-        take = lf + 1;
-        content = lf;
-        if (content > 0 && p[content - 1] == '\r')
-            --content;
-    } else {
-        take = std::min(left, kMaxPiece);
-        content = take;
-        if (take == left && p[content - 1] == '\r') {
-            --content;
-            if (content == 0) {
-                m_pos = size;
-                return nullptr;
-            }
-        }
-    }
-    m_pos += take;
 
     size_t len;
-    if (m_ascii || isAscii(p, content)) {
+    if (m_ascii || pia::isAscii(p, content)) {
         for (size_t i = 0; i < content; ++i)
             m_line[i] = wchar_t(static_cast<unsigned char>(p[i]));
         len = content;
@@ -139,6 +114,7 @@ const wchar_t* TextLines::next() {
         }
     }
     m_line[len] = L'\0';
+    m_length = std::wcslen(m_line);
     return m_line;
 }
 

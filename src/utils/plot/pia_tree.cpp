@@ -1,12 +1,43 @@
 // The parameter block tree: items, blocks and the typed readers.
 #include <charconv>
 #include <cwchar>
+#include <memory>
 #include <string>
 
 #include "pia.h"
+#include "plot/pia_pool.h"
 #include "platform/cnumbers.h"
 
-CPItem::~CPItem() = default;
+CPItem::CPItem(int kind, const wchar_t* name) : m_name(new OdString(name)), m_kind(kind), m_flags(kOwnsName) {}
+
+CPItem::CPItem(int kind, const wchar_t* name, OdString&& value) : m_name(nullptr), m_kind(kind), m_flags(kPair) {
+    std::unique_ptr<OdString[]> pair(new OdString[2]);
+    pair[0] = name;
+    pair[1] = std::move(value);
+    m_name = pair.release();
+}
+
+CPItem::~CPItem() {
+    if (m_flags & kPair)
+        delete[] m_name;
+    else if (m_flags & kOwnsName)
+        delete m_name;
+}
+
+void CPItem::setText(const OdString*& slot, const OdString& text) {
+    if (m_flags & (kOwnsValue | kPair)) {
+        *const_cast<OdString*>(slot) = text;
+        return;
+    }
+    // A parsed item shares its text with others of the same value: it gets a
+    // copy of its own rather than changing theirs.
+    slot = new OdString(text);
+    m_flags |= kOwnsValue;
+}
+
+CPBin::~CPBin() { releaseText(m_value); }
+CPStr::~CPStr() { releaseText(m_value); }
+CPNum::~CPNum() { releaseText(m_value); }
 
 const wchar_t* itemKindName(int kind) {
     switch (kind) {
@@ -49,23 +80,30 @@ OdString formatFixed(double value, int precision) {
 } // namespace
 
 CPNum::CPNum(const wchar_t* name, double value, int precision)
-    : CPItem(kPNum, name), m_value(formatFixed(value, precision)) {}
+    : CPItem(kPNum, name, formatFixed(value, precision)), m_value(valueText()) {}
 
-CPNum::CPNum(const wchar_t* name, int value) : CPItem(kPNum, name) {
+namespace {
+
+OdString decimal(int value) {
     char buf[16];
     auto r = std::to_chars(buf, buf + sizeof buf, value);
-    m_value = asciiToWide(buf, size_t(r.ptr - buf));
+    return asciiToWide(buf, size_t(r.ptr - buf));
 }
+
+} // namespace
+
+CPNum::CPNum(const wchar_t* name, int value) : CPItem(kPNum, name, decimal(value)), m_value(valueText()) {}
 
 CPBlock::~CPBlock() {
     for (CPItem* item : m_items)
-        delete item;
+        destroy(item);
 }
 
 namespace {
 
-// Below this many children a linear search is faster than hashing.
-constexpr size_t kIndexFrom = 16;
+// Below this many children a linear search is faster than hashing, and a
+// style's block (15 or 16 keys) goes without a table.
+constexpr size_t kIndexFrom = 24;
 
 uint32_t hashName(const wchar_t* name, size_t length, int kind) {
     uint32_t h = 2166136261u ^ uint32_t(kind);
@@ -115,7 +153,7 @@ CPItem* CPBlock::find(const wchar_t* name, int kind) const {
 }
 
 bool CPBlock::add(CPItem* item) {
-    if (!item)
+    if (!item || (item->m_flags & kHeld))
         return false;
     const std::wstring& name = item->name().str();
     const bool indexed = !m_index.empty() || m_items.size() + 1 >= kIndexFrom;
@@ -123,19 +161,34 @@ bool CPBlock::add(CPItem* item) {
     if (findHashed(name.data(), name.size(), item->kind(), hash))
         return false;
     m_items.push_back(item);
+    item->m_flags |= kHeld;
     if (!indexed)
         return true;
     // Kept at most half full so that probes stay short.
-    if (m_items.size() * 2 > m_index.size()) {
-        m_index.assign(m_index.empty() ? 64 : m_index.size() * 2, 0);
-        for (size_t i = 0; i < m_items.size(); ++i) {
-            const std::wstring& n = m_items[i]->name().str();
-            indexChild(i, hashName(n.data(), n.size(), m_items[i]->kind()));
-        }
-    } else {
+    if (m_items.size() * 2 > m_index.size())
+        reindex(m_index.empty() ? 64 : m_index.size() * 2);
+    else
         indexChild(m_items.size() - 1, hash);
-    }
     return true;
+}
+
+void CPBlock::reindex(size_t slots) {
+    m_index.assign(slots, 0);
+    for (size_t i = 0; i < m_items.size(); ++i) {
+        const std::wstring& n = m_items[i]->name().str();
+        indexChild(i, hashName(n.data(), n.size(), m_items[i]->kind()));
+    }
+}
+
+void CPBlock::adopt(CPItem* const* items, size_t count) {
+    // Parsed items are held from the start.
+    m_items.assign(items, items + count);
+    if (count >= kIndexFrom) {
+        size_t slots = 64;
+        while (slots < count * 2)
+            slots *= 2;
+        reindex(slots);
+    }
 }
 
 // ---------------------------------------------------------------- foreign items

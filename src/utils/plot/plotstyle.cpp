@@ -1,6 +1,7 @@
 #include "plotstyle.h"
 
 #include <array>
+#include <cwchar>
 #include <cwctype>
 #include <vector>
 
@@ -51,26 +52,6 @@ const Palette& palette() {
 }
 
 int swapRedBlue(int v) { return ((v & 0xFF) << 16) | (v & 0xFF00) | ((v >> 16) & 0xFF); }
-
-// The keys a style block is read from, with their kinds; any other item of the
-// block belongs to another writer and is kept.
-bool isStyleKey(const OdString& name, int kind) {
-    static const struct {
-        const wchar_t* name;
-        int kind;
-    } kKeys[] = {
-        {L"name", kPStr},          {L"localized_name", kPStr},    {L"description", kPStr},
-        {L"color", kPNum},         {L"mode_color", kPNum},        {L"color_policy", kPNum},
-        {L"physical_pen_number", kPNum}, {L"virtual_pen_number", kPNum}, {L"screen", kPNum},
-        {L"linepattern_size", kPNum}, {L"linetype", kPNum},       {L"adaptive_linetype", kPBool},
-        {L"lineweight", kPNum},    {L"fill_style", kPNum},        {L"end_style", kPNum},
-        {L"join_style", kPNum},
-    };
-    for (const auto& k : kKeys)
-        if (k.kind == kind && name == k.name)
-            return true;
-    return false;
-}
 
 } // namespace
 
@@ -202,40 +183,118 @@ bool CPlotStyle::write(CPBlock& parent, int index, bool withModeColor) const {
     return true;
 }
 
-bool CPlotStyle::init(const CPBlock& b, OdString* badKey) {
-    ut::plot::BlockCursor keys(b);
+namespace {
+
+// The keys a style is read from, in the order they are read (and written).
+struct StyleKey {
+    const wchar_t* name;
+    size_t length;
+    int kind;
+};
+constexpr size_t kStyleKeys = 16;
+constexpr StyleKey kStyleKey[kStyleKeys] = {
+    {L"name", 4, kPStr},
+    {L"localized_name", 14, kPStr},
+    {L"description", 11, kPStr},
+    {L"color", 5, kPNum},
+    {L"mode_color", 10, kPNum},
+    {L"color_policy", 12, kPNum},
+    {L"physical_pen_number", 19, kPNum},
+    {L"virtual_pen_number", 18, kPNum},
+    {L"screen", 6, kPNum},
+    {L"linepattern_size", 16, kPNum},
+    {L"linetype", 8, kPNum},
+    {L"adaptive_linetype", 17, kPBool},
+    {L"lineweight", 10, kPNum},
+    {L"fill_style", 10, kPNum},
+    {L"end_style", 9, kPNum},
+    {L"join_style", 10, kPNum},
+};
+
+bool isKey(const CPItem& item, size_t k) {
+    const std::wstring& n = item.name().str();
+    return item.kind() == kStyleKey[k].kind && n.size() == kStyleKey[k].length &&
+           std::wmemcmp(n.data(), kStyleKey[k].name, n.size()) == 0;
+}
+
+// Which key an item is (kStyleKeys for none), trying the key after the last
+// one first: writers list the keys in this order. names, when given, holds the
+// name each key matched last (see CPlotStyle::init).
+size_t keyOf(const CPItem& item, size_t expected, const OdString** names = nullptr) {
+    if (expected < kStyleKeys && names && names[expected] == &item.name() && item.kind() == kStyleKey[expected].kind)
+        return expected;
+    if (expected < kStyleKeys && isKey(item, expected)) {
+        if (names)
+            names[expected] = &item.name();
+        return expected;
+    }
+    for (size_t k = 0; k < kStyleKeys; ++k)
+        if (k != expected && isKey(item, k))
+            return k;
+    return kStyleKeys;
+}
+
+// Any other item of a style's block belongs to another writer and is kept.
+bool isStyleKey(const CPItem& item) { return keyOf(item, 0) < kStyleKeys; }
+
+} // namespace
+
+bool CPlotStyle::init(const CPBlock& b, OdString* badKey) { return init(b, badKey, nullptr); }
+
+bool CPlotStyle::init(const CPBlock& b, OdString* badKey, const OdString** names) {
+    // One pass over the block finds every key (a block holds one item of a name
+    // and kind at most); the values are then taken in the order of the keys.
+    const CPItem* at[kStyleKeys] = {};
+    size_t known = 0;
+    for (size_t i = 0, next = 0; i < b.size(); ++i) {
+        const size_t k = keyOf(*b.item(i), next, names);
+        if (k < kStyleKeys) {
+            at[k] = b.item(i);
+            next = k + 1;
+            ++known;
+        }
+    }
+    auto str = [&](size_t k, OdString& out) {
+        if (!at[k])
+            return false;
+        out = static_cast<const CPStr*>(at[k])->value();
+        return true;
+    };
+    auto num = [&](size_t k, int& out) {
+        return at[k] && ut::platform::scanInt(static_cast<const CPNum*>(at[k])->value().c_str(), out);
+    };
+    auto real = [&](size_t k, double& out) {
+        float f = 0;
+        if (!at[k] || !ut::platform::scanFloat(static_cast<const CPNum*>(at[k])->value().c_str(), f))
+            return false;
+        out = double(f);
+        return true;
+    };
+    auto flag = [&](size_t k, bool& out) {
+        if (!at[k])
+            return false;
+        out = static_cast<const CPBool*>(at[k])->value();
+        return true;
+    };
     const wchar_t* failed = nullptr;
-    auto need = [&](bool ok, const wchar_t* key) {
+    auto need = [&](bool ok, size_t k) {
         if (!ok && !failed)
-            failed = key;
+            failed = kStyleKey[k].name;
         return ok;
     };
     // Short-circuits at the first failure so the fields after it stay as they were.
-    const bool ok =
-        need(keys.readString(L"name", m_name), L"name") &&
-        need(keys.readString(L"localized_name", m_localizedName), L"localized_name") &&
-        need(keys.readString(L"description", m_description), L"description") &&
-        need(keys.readInt(L"color", m_color), L"color") &&
-        (keys.readInt(L"mode_color", m_modeColor) || (m_modeColor = m_color, true)) &&
-        need(keys.readInt(L"color_policy", m_colorPolicy), L"color_policy") &&
-        need(keys.readInt(L"physical_pen_number", m_physicalPen), L"physical_pen_number") &&
-        need(keys.readInt(L"virtual_pen_number", m_virtualPen), L"virtual_pen_number") &&
-        need(keys.readInt(L"screen", m_screen), L"screen") &&
-        need(keys.readDouble(L"linepattern_size", m_linePatternSize), L"linepattern_size") &&
-        need(keys.readInt(L"linetype", m_lineType), L"linetype") &&
-        need(keys.readBool(L"adaptive_linetype", m_adaptiveLinetype), L"adaptive_linetype") &&
-        need(keys.readInt(L"lineweight", m_lineWeight), L"lineweight") &&
-        need(keys.readInt(L"fill_style", m_fillStyle), L"fill_style") &&
-        need(keys.readInt(L"end_style", m_endStyle), L"end_style") &&
-        need(keys.readInt(L"join_style", m_joinStyle), L"join_style");
+    const bool ok = need(str(0, m_name), 0) && need(str(1, m_localizedName), 1) && need(str(2, m_description), 2) &&
+                    need(num(3, m_color), 3) && (num(4, m_modeColor) || (m_modeColor = m_color, true)) &&
+                    need(num(5, m_colorPolicy), 5) && need(num(6, m_physicalPen), 6) &&
+                    need(num(7, m_virtualPen), 7) && need(num(8, m_screen), 8) &&
+                    need(real(9, m_linePatternSize), 9) && need(num(10, m_lineType), 10) &&
+                    need(flag(11, m_adaptiveLinetype), 11) && need(num(12, m_lineWeight), 12) &&
+                    need(num(13, m_fillStyle), 13) && need(num(14, m_endStyle), 14) && need(num(15, m_joinStyle), 15);
     if (!ok && badKey)
         *badKey = failed;
     m_foreign.clear();
-    // With every required key found, a block of 15 items (16 with the optional
-    // colour) holds nothing else, which is nearly always so; only other blocks
-    // are searched for keys of other writers.
-    constexpr size_t kRequired = 15;
-    if (ok && b.size() > kRequired && !(b.size() == kRequired + 1 && b.find(L"mode_color", kPNum)))
-        m_foreign.collect(b, [](const CPItem& item) { return isStyleKey(item.name(), item.kind()); });
+    // A block of known keys only holds nothing else, which is nearly always so.
+    if (ok && known < b.size())
+        m_foreign.collect(b, isStyleKey);
     return ok;
 }

@@ -1,6 +1,7 @@
 #include "plotstyletable.h"
 
 #include <algorithm>
+#include <bit>
 #include <cmath>
 #include <cstdint>
 #include <string>
@@ -369,10 +370,19 @@ bool CPlotStyleTable::initCLW(const CPBlock& block, OdString* error) {
 }
 
 bool CPlotStyleTable::initAci(const CPBlock& block, OdString* error) {
+    // Entry k nearly always names style k; the others are looked up by name.
     std::unordered_map<std::wstring_view, CPlotStyle*> byName;
-    byName.reserve(m_styles.size());
-    for (const auto& s : m_styles)
-        byName.emplace(s->name().str(), s.get());
+    auto named = [&](size_t k, const std::wstring& name) -> CPlotStyle* {
+        if (k < m_styles.size() && m_styles[k]->name().str() == name)
+            return m_styles[k].get();
+        if (byName.empty()) {
+            byName.reserve(m_styles.size());
+            for (const auto& s : m_styles)
+                byName.emplace(s->name().str(), s.get());
+        }
+        auto it = byName.find(name);
+        return it == byName.end() ? nullptr : it->second;
+    };
     m_aci.clear();
     ut::plot::BlockCursor entries(block);
     for (int k = 0; k < CAciTable::kSize; ++k) {
@@ -387,14 +397,14 @@ bool CPlotStyleTable::initAci(const CPBlock& block, OdString* error) {
                 error->format(L"aci_table: entry %d %ls", k, problem(block, key, kPStr).c_str());
             return false;
         }
-        auto it = byName.find(entry->value().str());
-        if (it == byName.end()) {
+        CPlotStyle* style = named(size_t(k), entry->value().str());
+        if (!style) {
             if (error)
                 error->format(L"aci_table: entry %d names the style \"%ls\", which does not exist", k,
                               entry->value().c_str());
             return false;
         }
-        m_aci.set(k + 1, it->second);
+        m_aci.set(k + 1, style);
     }
     return true;
 }
@@ -435,16 +445,21 @@ bool CPlotStyleTable::init(CPIAParser& parser, OdString* error) {
         return false;
     }
     m_styles.reserve(count);
-    // Views into the names of styles already kept; those stay put (each style
-    // lives in its own allocation) while the list grows.
-    std::unordered_map<std::wstring_view, const CPItem*> seen;
-    seen.reserve(count);
+    // The styles kept so far by name (1 + position in m_styles and in `from`, 0
+    // for a free slot), in one table at most half full: a map would allocate a
+    // node per style.
+    std::vector<uint32_t> seen(std::bit_ceil(count * 2 + 2), 0);
+    std::vector<const CPItem*> from;
+    from.reserve(count);
+    const std::hash<std::wstring_view> hashName;
     // The number each block is named by, while all are numbers 0..count-1 each
     // used once; cleared at the first that is not.
     std::vector<size_t> numbers;
     std::vector<bool> numberUsed(count, false);
     numbers.reserve(count);
     bool numbered = true;
+    // The names the keys of the styles' blocks were last found under.
+    const OdString* keyNames[16] = {};
     for (const CPItem* item : styles->items()) {
         if (item->kind() != kPBlock)
             continue;
@@ -459,7 +474,7 @@ bool CPlotStyleTable::init(CPIAParser& parser, OdString* error) {
         auto s = std::make_unique<CPlotStyle>();
         OdString badKey;
         const auto& block = *static_cast<const CPBlock*>(item);
-        if (!s->init(block, &badKey)) {
+        if (!s->init(block, &badKey, keyNames)) {
             OdString who = item->name();
             if (!s->name().isEmpty())
                 who += OdString(L" (\"") + s->name() + L"\")";
@@ -467,13 +482,19 @@ bool CPlotStyleTable::init(CPIAParser& parser, OdString* error) {
                           problem(block, badKey, styleKeyKind(badKey)).c_str());
             return false;
         }
-        auto [it, fresh] = seen.emplace(s->name().str(), item);
-        if (!fresh) {
-            error->format(L"plot_style %ls and %ls share the name \"%ls\"", it->second->name().c_str(),
-                          item->name().c_str(), s->name().c_str());
-            return false;
+        const std::wstring& name = s->name().str();
+        const size_t mask = seen.size() - 1;
+        size_t slot = hashName(name) & mask;
+        for (; seen[slot] != 0; slot = (slot + 1) & mask) {
+            if (m_styles[seen[slot] - 1]->name().str() == name) {
+                error->format(L"plot_style %ls and %ls share the name \"%ls\"", from[seen[slot] - 1]->name().c_str(),
+                              item->name().c_str(), s->name().c_str());
+                return false;
+            }
         }
         m_styles.push_back(std::move(s));
+        from.push_back(item);
+        seen[slot] = uint32_t(m_styles.size());
     }
     // Blocks named 0..n-1 out of order (a newer writer stores them in the order of
     // its hash table) stand for the styles in the order of their numbers: colour
