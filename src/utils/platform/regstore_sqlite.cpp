@@ -798,6 +798,20 @@ struct RegStore::Impl {
         return RegStatus::Ok;
     }
 
+    // write() for a change to a key that must exist: body(k, rc) runs with the
+    // key found; a missing key is NotFound and changes nothing.
+    template <class Body>
+    RegStatus writeKey(const char* function, const RegKeyPath& key, const void* owner, Body body) {
+        return write(function, [&](int& rc) {
+            CachedKey* k = findKey(key, false, rc, owner);
+            if (rc != SQLITE_OK)
+                return RegStatus::Ok;
+            if (!k)
+                return RegStatus::NotFound;
+            return body(k, rc);
+        });
+    }
+
     bool batchTouched = false;
 
     bool endBatch() {
@@ -993,14 +1007,9 @@ RegStatus RegStore::deleteKey(const RegKeyPath& key) {
     std::lock_guard<std::recursive_mutex> lock(m_mutex);
     if (!validKey(key))
         return RegStatus::NotFound;
-    return m_impl->write(
-        "ut::platform::RegStore::deleteKey",
-        [&](int& rc) {
-            CachedKey* k = m_impl->findKey(key, false, rc, this);
-            if (rc != SQLITE_OK)
-                return RegStatus::Ok;
-            if (!k)
-                return RegStatus::NotFound;
+    return m_impl->writeKey(
+        "ut::platform::RegStore::deleteKey", key, this,
+        [&](CachedKey* k, int& rc) {
             const int64_t id = k->id;
             {
                 Use s(m_impl->stmts[kDeleteTreeValues]);
@@ -1028,14 +1037,9 @@ RegStatus RegStore::renameKey(const RegKeyPath& key, std::wstring_view newName) 
         return m_impl->fail(fn, s, cause, true);
     if (!validKey(key))
         return RegStatus::NotFound;
-    return m_impl->write(
-        fn,
-        [&](int& rc) {
-            CachedKey* k = m_impl->findKey(key, false, rc, this);
-            if (rc != SQLITE_OK)
-                return RegStatus::Ok;
-            if (!k)
-                return RegStatus::NotFound;
+    return m_impl->writeKey(
+        fn, key, this,
+        [&](CachedKey* k, int& rc) {
             const int64_t id = k->id;
             const std::wstring folded = foldName(newName);
             if (folded != foldName(key.names().back())) {
@@ -1205,14 +1209,9 @@ RegStatus RegStore::deleteValue(const RegKeyPath& key, std::wstring_view name) {
     const std::wstring folded = foldName(name);
     std::string foldText;
     encodeText(folded, foldText);
-    return m_impl->write(
-        "ut::platform::RegStore::deleteValue",
-        [&](int& rc) {
-            CachedKey* k = m_impl->findKey(key, false, rc, this);
-            if (rc != SQLITE_OK)
-                return RegStatus::Ok;
-            if (!k)
-                return RegStatus::NotFound;
+    return m_impl->writeKey(
+        "ut::platform::RegStore::deleteValue", key, this,
+        [&](CachedKey* k, int& rc) {
             Use st(m_impl->stmts[kDeleteValue]);
             sqlite3_bind_int64(st, 1, k->id);
             bindText(st, 2, foldText);
@@ -1240,14 +1239,9 @@ RegStatus RegStore::renameValue(const RegKeyPath& key, std::wstring_view oldName
     encodeText(oldFold, oldFoldText);
     encodeText(newFold, newFoldText);
     encodeText(newName, newNameText);
-    return m_impl->write(
-        fn,
-        [&](int& rc) {
-            CachedKey* k = m_impl->findKey(key, false, rc, this);
-            if (rc != SQLITE_OK)
-                return RegStatus::Ok;
-            if (!k)
-                return RegStatus::NotFound;
+    return m_impl->writeKey(
+        fn, key, this,
+        [&](CachedKey* k, int& rc) {
             if (oldFold != newFold) {
                 Use f(m_impl->stmts[kFindValue]);
                 sqlite3_bind_int64(f, 1, k->id);
