@@ -49,15 +49,8 @@ void exportTree(const RegConfig& config, const ExportFlags& flags, const platfor
             regfile::addStringLine(lines, e.name, text.ToStdWstring());
             break;
         }
-        case platform::kRegDword:
-            regfile::addDwordLine(lines, e.name, uint32_t(v.number));
-            break;
-        case platform::kRegBinary:
-            regfile::addBinaryLines(lines, e.name, v.bytes);
-            break;
         default:
-            regfile::addStringLine(lines, e.name,
-                                   wxString::Format(L"{{Unknown type: %d}}", int(v.type)).ToStdWstring());
+            regfile::addPlainValueLines(lines, e.name, v, L"{{Unknown type: %d}}");
             break;
         }
     }

@@ -227,6 +227,24 @@ void addBinaryLines(std::vector<std::wstring>& lines, const std::wstring& name, 
     lines.push_back(std::move(line));
 }
 
+void addPlainValueLines(std::vector<std::wstring>& lines, const std::wstring& name, const platform::RegValue& value,
+                        const wchar_t* unknownFormat) {
+    switch (value.type) {
+    case platform::kRegDword:
+        addDwordLine(lines, name, uint32_t(value.number));
+        break;
+    case platform::kRegBinary:
+        addBinaryLines(lines, name, value.bytes);
+        break;
+    default: {
+        wchar_t text[64];
+        std::swprintf(text, sizeof text / sizeof text[0], unknownFormat, int(value.type));
+        addStringLine(lines, name, text);
+        break;
+    }
+    }
+}
+
 ParseReport parse(const std::vector<std::wstring>& lines, Sink& sink) {
     enum State { kNoKey, kInKey, kInHex, kInString };
     ParseReport report;

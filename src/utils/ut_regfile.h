@@ -10,6 +10,7 @@
 
 #include "drutils_export.h"
 #include "od/OdString.h"
+#include "platform/regstore.h"
 
 namespace ut::regfile {
 
@@ -53,6 +54,11 @@ DRUTILS_API void addDwordLine(std::vector<std::wstring>& lines, const std::wstri
 // in "\" and the next begins with two spaces. typePrefix is "hex" or "hex(2)"...
 DRUTILS_API void addBinaryLines(std::vector<std::wstring>& lines, const std::wstring& name, const std::string& bytes,
                                 const wchar_t* typePrefix = L"hex");
+// The lines of a DWORD or binary value, which every export writes alike; a
+// value of any other type becomes a string line made by unknownFormat, whose
+// one "%d" takes the type.
+DRUTILS_API void addPlainValueLines(std::vector<std::wstring>& lines, const std::wstring& name,
+                                    const platform::RegValue& value, const wchar_t* unknownFormat);
 
 // What the reader found; called in file order.
 class Sink {

@@ -50,9 +50,6 @@ void exportKeyTree(const RegKey& key, std::vector<std::wstring>& lines) {
         case platform::kRegExpandSz:
             regfile::addBinaryLines(lines, e.name, utf16Bytes(v.text), L"hex(2)");
             break;
-        case platform::kRegDword:
-            regfile::addDwordLine(lines, e.name, uint32_t(v.number));
-            break;
         case platform::kRegQword: {
             std::string bytes;
             for (int i = 0; i < 8; ++i)
@@ -60,12 +57,8 @@ void exportKeyTree(const RegKey& key, std::vector<std::wstring>& lines) {
             regfile::addBinaryLines(lines, e.name, bytes, L"hex(b)");
             break;
         }
-        case platform::kRegBinary:
-            regfile::addBinaryLines(lines, e.name, v.bytes);
-            break;
         default:
-            regfile::addStringLine(lines, e.name,
-                                   wxString::Format(L"[[Unknown type: %d]]", int(v.type)).ToStdWstring());
+            regfile::addPlainValueLines(lines, e.name, v, L"[[Unknown type: %d]]");
             break;
         }
     }
