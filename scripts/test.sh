@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
-# Installs what is missing, builds and runs every test: the suites in a normal
-# build, again in a packager's Release build with g++ (where optimisation shows
-# warnings of its own; both runs install the build and check applications, man
-# page and completion against it), under AddressSanitizer+UndefinedBehaviorSanitizer
+# Installs what is missing, builds and runs every test: the suites in a Release
+# build with clang, again in a packager's Release build with g++ (where
+# optimisation shows warnings of its own; both runs install the build and check
+# applications, man page and completion against it), under AddressSanitizer+UndefinedBehaviorSanitizer
 # (clang), the task-queue suite under ThreadSanitizer, and the fuzz targets for a
 # bounded number of runs in the AddressSanitizer build.
 set -euo pipefail
@@ -32,9 +32,9 @@ run_ctest() {
     failed=$((failed + bad))
 }
 
-echo "== build and test (release with debug info)"
-scripts/build.sh build -DCMAKE_BUILD_TYPE=RelWithDebInfo -DDRUTILS_BUILD_BENCH=ON
-run_ctest build
+echo "== build and test: Release with clang, tests, install checks and benchmarks built"
+CC=clang CXX=clang++ scripts/build.sh build-clang -DCMAKE_BUILD_TYPE=Release -DDRUTILS_BUILD_BENCH=ON
+run_ctest build-clang
 
 echo "== packager's build: Release with g++, tests and install checks"
 CC=gcc CXX=g++ scripts/build.sh build-release -DCMAKE_BUILD_TYPE=Release
