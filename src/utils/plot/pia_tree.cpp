@@ -8,7 +8,13 @@
 #include "plot/pia_pool.h"
 #include "platform/cnumbers.h"
 
-CPItem::CPItem(int kind, const wchar_t* name) : m_name(new OdString(name)), m_kind(kind), m_flags(kOwnsName) {}
+// An owned name is an array of one, so that every name an item owns (alone or
+// as the first of a pair) is freed the same way.
+CPItem::CPItem(int kind, const wchar_t* name) : m_name(nullptr), m_kind(kind), m_flags(kOwnsName) {
+    std::unique_ptr<OdString[]> own(new OdString[1]);
+    own[0] = name;
+    m_name = own.release();
+}
 
 CPItem::CPItem(int kind, const wchar_t* name, OdString&& value) : m_name(nullptr), m_kind(kind), m_flags(kPair) {
     std::unique_ptr<OdString[]> pair(new OdString[2]);
@@ -18,10 +24,8 @@ CPItem::CPItem(int kind, const wchar_t* name, OdString&& value) : m_name(nullptr
 }
 
 CPItem::~CPItem() {
-    if (m_flags & kPair)
+    if (m_flags & (kPair | kOwnsName))
         delete[] m_name;
-    else if (m_flags & kOwnsName)
-        delete m_name;
 }
 
 void CPItem::setText(const OdString*& slot, const OdString& text) {
