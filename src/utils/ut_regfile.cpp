@@ -5,6 +5,7 @@
 #include <cstring>
 #include <cwchar>
 
+#include "platform/cnumbers.h"
 #include "platform/codepage.h"
 #include "platform/files.h"
 #include "ut_log.h"
@@ -44,23 +45,13 @@ bool endsWithClosingQuote(std::wstring_view text) {
     return backslashes % 2 == 0;
 }
 
-int hexDigit(wchar_t c) {
-    if (c >= L'0' && c <= L'9')
-        return c - L'0';
-    if (c >= L'a' && c <= L'f')
-        return c - L'a' + 10;
-    if (c >= L'A' && c <= L'F')
-        return c - L'A' + 10;
-    return -1;
-}
-
 // Up to maxDigits hexadecimal digits, nothing else.
 bool parseHexNumber(std::wstring_view text, size_t maxDigits, uint64_t& value) {
     if (text.empty() || text.size() > maxDigits)
         return false;
     value = 0;
     for (wchar_t c : text) {
-        const int d = hexDigit(c);
+        const int d = platform::hexDigit(c);
         if (d < 0)
             return false;
         value = value << 4 | uint64_t(d);

@@ -16,4 +16,15 @@ DRUTILS_API bool scanInt(const wchar_t* text, int& out);
 // out untouched, when nothing converts.
 DRUTILS_API bool scanFloat(const wchar_t* text, float& out);
 
+// The value of a hexadecimal digit of either case; -1 for any other character.
+inline int hexDigit(wchar_t c) {
+    if (c >= L'0' && c <= L'9')
+        return c - L'0';
+    if (c >= L'a' && c <= L'f')
+        return c - L'a' + 10;
+    if (c >= L'A' && c <= L'F')
+        return c - L'A' + 10;
+    return -1;
+}
+
 } // namespace ut::platform

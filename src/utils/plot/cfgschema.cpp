@@ -2,21 +2,8 @@
 
 #include <cmath>
 
+#include "platform/cnumbers.h"
 #include "ut_log.h"
-
-namespace {
-
-int hexDigit(wchar_t c) {
-    if (c >= L'0' && c <= L'9')
-        return c - L'0';
-    if (c >= L'A' && c <= L'F')
-        return c - L'A' + 10;
-    if (c >= L'a' && c <= L'f')
-        return c - L'a' + 10;
-    return -1;
-}
-
-} // namespace
 
 // ------------------------------------------------------------------ hex text
 
@@ -27,7 +14,7 @@ bool isHexText(const OdString& text) {
     if (n % 2 != 0)
         return false;
     for (int i = 0; i < n; ++i)
-        if (hexDigit(text.getAt(i)) < 0)
+        if (platform::hexDigit(text.getAt(i)) < 0)
             return false;
     return true;
 }
@@ -48,7 +35,8 @@ bool hexToBytes(const OdString& text, std::vector<uint8_t>& out) {
         return false;
     std::vector<uint8_t> bytes(size_t(text.getLength() / 2));
     for (size_t i = 0; i < bytes.size(); ++i)
-        bytes[i] = uint8_t(hexDigit(text.getAt(int(2 * i))) << 4 | hexDigit(text.getAt(int(2 * i + 1))));
+        bytes[i] =
+            uint8_t(platform::hexDigit(text.getAt(int(2 * i))) << 4 | platform::hexDigit(text.getAt(int(2 * i + 1))));
     out.swap(bytes);
     return true;
 }
@@ -81,8 +69,7 @@ bool BlockReader::fail(const wchar_t* what, const wchar_t* key, const std::wstri
     return false;
 }
 
-const CPItem* BlockReader::findTyped(const wchar_t* key, int kind, const wchar_t* expected, bool required,
-                                     bool& ok) {
+const CPItem* BlockReader::findTyped(const wchar_t* key, int kind, const wchar_t* expected, bool required, bool& ok) {
     ok = true;
     if (const CPItem* item = m_block->find(key, kind)) {
         use(item);
