@@ -309,6 +309,7 @@ private:
             std::string* memory = nullptr);
     void endStream();
     bool closeFiles();
+    uint32_t storedCheck() const;
 };
 
 // Reads a container as text lines.

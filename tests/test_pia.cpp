@@ -20,6 +20,7 @@
 #include <zlib.h>
 
 #include "pia.h"
+#include "platform/checksum.h"
 #include "test_support.h"
 #include "ut_filename.h"
 
@@ -784,6 +785,51 @@ TEST_F(Pia, ReaderRefusesWhatItCannotRead) {
         EXPECT_EQ(result, parser.openResult());
         EXPECT_EQ(nullptr, parser.root());
         EXPECT_EQ(why, U(parser.errorText()));
+    }
+}
+
+// The reader checks the stream's Adler-32 itself: the same values as zlib's for
+// any bytes and start, and a mismatch refused wherever the four stored bytes lie
+// across the reader's 4 KiB reads.
+TEST_F(Pia, ReaderChecksTheTextAgainstTheStreamChecksum) {
+    std::string bytes(70000, '\0');
+    uint32_t seed = 12345;
+    for (char& c : bytes)
+        c = char((seed = seed * 1103515245u + 12345u) >> 23);
+    const std::string ones(20000, '\xFF'); // the largest sums
+    const std::string* const inputs[] = {&bytes, &ones};
+    for (const std::string* data : inputs) {
+        for (size_t size : {size_t(0), size_t(1), size_t(15), size_t(16), size_t(17), size_t(5551), size_t(5552),
+                            size_t(5553), size_t(11104), data->size()}) {
+            for (uint32_t start : {1u, 0u, 0xFFF0FFF0u}) {
+                const auto* p = reinterpret_cast<const Bytef*>(data->data());
+                EXPECT_EQ(adler32(start, p, uInt(size)), ut::platform::adler32(start, p, size))
+                    << size << " from " << start;
+            }
+        }
+        // In two calls, split anywhere, as the reader feeds it.
+        const auto* p = reinterpret_cast<const Bytef*>(data->data());
+        const uint32_t whole = adler32(1, p, uInt(data->size()));
+        for (size_t cut : {size_t(1), size_t(4096), size_t(5557)})
+            EXPECT_EQ(whole, ut::platform::adler32(ut::platform::adler32(1, p, cut), p + cut, data->size() - cut));
+    }
+
+    // A stored stream of text is 11 bytes longer than the text.
+    std::string header = "PIAFILEVERSION_2.0,CTBVER1,compress\r\npmzlibcodec";
+    header.resize(60, '\0');
+    for (size_t into = 0; into <= 4; ++into) {
+        SCOPED_TRACE(into);
+        const std::string text(4096 + into - 11, '\n');
+        const std::string file = header + deflated(text, 0);
+        ASSERT_EQ(4096 + into, file.size() - 60);
+        CPIAFileIn in;
+        EXPECT_EQ(0, in.open(W(put("fits.ctb", file))));
+        for (size_t back : {size_t(1), size_t(4)}) {
+            std::string wrong = file;
+            wrong[wrong.size() - back] ^= 0x10;
+            EXPECT_EQ(Z_DATA_ERROR, in.open(W(put("wrong.ctb", wrong))));
+            EXPECT_EQ("the text does not match the checksum stored with it", U(in.errorText()));
+        }
     }
 }
 

@@ -1,8 +1,10 @@
 // File-to-file zlib engine behind the parameter-file container.
 #include <cerrno>
+#include <cstring>
 #include <zlib.h>
 
 #include "plot/zlib_engine_impl.h"
+#include "platform/checksum.h"
 #include "platform/files.h"
 
 namespace {
@@ -89,9 +91,16 @@ void ZlibEngine::status(const wchar_t*) {}
 
 int ZlibEngine::load_input() {
     Impl& d = *m_impl;
+    if (d.loaded >= 4)
+        std::memcpy(d.previousTail, d.in + d.loaded - 4, 4);
+    else if (d.loaded > 0) {
+        std::memmove(d.previousTail, d.previousTail + d.loaded, 4 - d.loaded);
+        std::memcpy(d.previousTail + 4 - d.loaded, d.in, d.loaded);
+    }
     size_t n = d.source ? std::fread(d.in, 1, kBuf, d.source) : 0;
     if (n == 0 && d.source && std::ferror(d.source) && !d.readError)
         d.readError = errno ? errno : EIO;
+    d.loaded = n;
     d.stream.next_in = d.in;
     d.stream.avail_in = uInt(n);
     return int(n);
@@ -105,6 +114,8 @@ int ZlibEngine::flush_output() {
             d.result = kTooLarge;
             return d.result;
         }
+        if (d.ownCheck)
+            d.check = ut::platform::adler32(d.check, d.out, n);
         if (d.memory) {
             d.memory->append(reinterpret_cast<const char*>(d.out), n);
         } else if (!d.destination || std::fwrite(d.out, 1, n, d.destination) != n) {
@@ -145,6 +156,9 @@ int ZlibEngine::run(const wchar_t* source, const wchar_t* destination, bool defl
     d.total = 0;
     d.stream = z_stream{};
     d.memory = memory;
+    d.ownCheck = false;
+    d.check = 1;
+    d.loaded = 0;
 
     d.errorText.empty();
     d.readError = 0;
@@ -202,6 +216,10 @@ int ZlibEngine::run(const wchar_t* source, const wchar_t* destination, bool defl
         }
     }
 
+    if (d.ownCheck && d.result == Z_STREAM_END && !d.abort && storedCheck() != d.check) {
+        d.result = Z_DATA_ERROR;
+        d.errorText = L"the text does not match the checksum stored with it";
+    }
     progress(percent());
     endStream();
     // A read that failed looked like the end of the input to the loop above.
@@ -226,6 +244,19 @@ int ZlibEngine::run(const wchar_t* source, const wchar_t* destination, bool defl
     status(L"Success");
     d.result = 0;
     return 0;
+}
+
+// The Adler-32 that ends the stream: the four bytes (most significant first)
+// just before where inflation stopped, which may begin in the previous read.
+uint32_t ZlibEngine::storedCheck() const {
+    const Impl& d = *m_impl;
+    const size_t end = size_t(d.stream.next_in - d.in);
+    unsigned char b[4];
+    for (size_t i = 0; i < 4; ++i) {
+        const size_t back = 4 - i; // bytes before the end
+        b[i] = back <= end ? d.in[end - back] : d.previousTail[4 - (back - end)];
+    }
+    return uint32_t(b[0]) << 24 | uint32_t(b[1]) << 16 | uint32_t(b[2]) << 8 | b[3];
 }
 
 void ZlibEngine::endStream() {

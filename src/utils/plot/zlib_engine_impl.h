@@ -33,6 +33,14 @@ struct ZlibEngine::Impl {
     int readError = 0;
     // Why the last run failed, for errorText; empty when it did not.
     OdString errorText;
+    // Set by an initialiser that turned zlib's checksum off: the run checks the
+    // stream's Adler-32 itself, faster, over the text as it comes out.
+    bool ownCheck = false;
+    uint32_t check = 1;
+    // The last bytes of the input buffer before the one being inflated, for a
+    // checksum that straddles two reads.
+    unsigned char previousTail[4] = {};
+    size_t loaded = 0;
 };
 
 namespace pia {
