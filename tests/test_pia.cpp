@@ -418,6 +418,32 @@ TEST_F(Pia, ParsingOnSeveralThreadsAtOnce) {
     kept.clear(); // trees read on other threads, dropped here
 }
 
+// A finished parse leaves its memory and texts to the next one on the thread;
+// a tree still alive keeps its own whatever is parsed after it.
+TEST_F(Pia, ParsesInTurnOnOneThreadKeepTheirOwnTexts) {
+    const std::string longText(300, 'q');
+    auto text = [&](const std::string& s, const std::string& n) {
+        return "a=\"" + s + "\nb=" + n + "\nk{\n a=\"" + s + "\n}\nc=\\" + longText + "\\\n";
+    };
+    auto tree = [&](const std::string& s, const std::string& n) {
+        return "s:a=" + s + ";n:b=" + n + ";k{s:a=" + s + ";};x:c=" + longText + ";";
+    };
+    auto first = std::make_unique<CPIAParser>();
+    const std::string t1 = text("a rather long first value", "12345678");
+    ASSERT_TRUE(first->parseText(t1.data(), t1.size()));
+    CPIAParser second;
+    const std::string t2 = text("x", "1");
+    ASSERT_TRUE(second.parseText(t2.data(), t2.size()));
+    first.reset();
+    for (const auto& [s, n] : {std::pair<std::string, std::string>{"yy", "2"}, {"", "-0.500000"}}) {
+        CPIAParser third;
+        const std::string t3 = text(s, n);
+        ASSERT_TRUE(third.parseText(t3.data(), t3.size()));
+        EXPECT_EQ(tree(s, n), dump(third.root()));
+    }
+    EXPECT_EQ(tree("x", "1"), dump(second.root()));
+}
+
 // ---------------------------------------------------------------- line syntax
 
 TEST_F(Pia, LineSyntax) {

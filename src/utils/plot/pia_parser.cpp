@@ -204,6 +204,11 @@ namespace {
 struct Spares {
     std::vector<std::unique_ptr<std::byte[]>> chunks;
     std::vector<CPIAParser::Pool::Slot> slots;
+    // Texts with the heap block they had: the next parse writes its own texts
+    // into them. Each distinct text of a parse is otherwise a block taken from
+    // the heap and given back, and a table has hundreds (a name and a
+    // description per style).
+    std::vector<std::unique_ptr<OdString[]>> strings;
 };
 
 // Made on first use and ended with the thread. The pointer and the flag need no
@@ -232,13 +237,25 @@ Spares* spares() {
 } // namespace
 
 CPIAParser::Pool::~Pool() {
-    // The texts end with m_strings; the items were ended by their blocks.
-    if (Spares* s = spares())
-        for (auto& chunk : m_chunks) {
-            if (s->chunks.size() >= kCachedChunks)
-                break;
-            s->chunks.push_back(std::move(chunk));
-        }
+    // The items were ended by their blocks; what is not kept for the next parse
+    // ends with m_chunks and m_strings.
+    Spares* s = spares();
+    if (!s)
+        return;
+    for (auto& chunk : m_chunks) {
+        if (s->chunks.size() >= kCachedChunks)
+            break;
+        s->chunks.push_back(std::move(chunk));
+    }
+    for (auto& strings : m_strings) {
+        if (s->strings.size() >= kCachedStringChunks)
+            break;
+        // Long texts (binary payloads) are not worth their memory.
+        for (size_t i = 0; i < kStringsPerChunk; ++i)
+            if (strings[i].str().capacity() > kCachedStringLength)
+                std::wstring().swap(strings[i].str());
+        s->strings.push_back(std::move(strings));
+    }
 }
 
 void CPIAParser::Pool::grow(size_t atLeast) {
@@ -257,7 +274,13 @@ void CPIAParser::Pool::grow(size_t atLeast) {
 
 OdString* CPIAParser::Pool::newString() {
     if (m_stringsLeft == 0) {
-        m_strings.emplace_back(new OdString[kStringsPerChunk]);
+        Spares* s = spares();
+        if (s && !s->strings.empty()) {
+            m_strings.push_back(std::move(s->strings.back()));
+            s->strings.pop_back();
+        } else {
+            m_strings.emplace_back(new OdString[kStringsPerChunk]);
+        }
         m_stringsLeft = kStringsPerChunk;
     }
     return &m_strings.back()[kStringsPerChunk - m_stringsLeft--];

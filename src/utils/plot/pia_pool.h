@@ -63,6 +63,10 @@ private:
     static constexpr size_t kChunk = 64 << 10;
     static constexpr size_t kCachedChunks = 16;
     static constexpr size_t kStringsPerChunk = 256;
+    // Texts kept for the next parse on the thread: this many chunks of them,
+    // each text with room for this many characters at most.
+    static constexpr size_t kCachedStringChunks = 16;
+    static constexpr size_t kCachedStringLength = 32;
 
     // Lookup tables up to this many slots wait for the next parse on the thread.
     static constexpr size_t kCachedSlots = 8192;
