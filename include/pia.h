@@ -199,6 +199,8 @@ public:
     void clear() { m_entries.clear(); }
     // Keeps a copy of item (blocks are copied whole).
     void append(const CPItem& item, const OdString& anchorName, int anchorKind);
+    // Keeps item itself, which must be held by no block.
+    void adopt(std::unique_ptr<CPItem> item, const OdString& anchorName, int anchorKind);
 
     // Keeps a copy of every item of block that known() does not claim, anchored to
     // the claimed item before it.
@@ -345,7 +347,8 @@ protected:
     int doInflateInit() override;
 
 private:
-    friend class CPIAParser; // takes the lines as bytes when it can
+    friend class CPIAParser;      // takes the lines as bytes when it can
+    friend class CPlotStyleTable; // reads a table straight from them when it can
     struct InImpl;
     InImpl* m_in;
 };

@@ -175,6 +175,19 @@ private:
     enum class Kind { Unknown, ColourDependent, Named };
 
     static CPlotStyleTable* load(const wchar_t* path, OdString& error);
+    // What a table's text holds beyond the root block, when it is read straight
+    // from its lines (plotstyletable_text.cpp).
+    struct TextParts;
+    // The table from a root block, and from parts when given: then plot_style
+    // and aci_table are empty blocks that stand where the file had them, the
+    // styles and colour entries are in parts, and so are the foreign items.
+    bool initFrom(const CPBlock& root, TextParts* parts, OdString* error);
+    // The table straight from the lines of an open file, when the text has the
+    // shape every writer gives it; false otherwise (nothing said: the general
+    // parse then reads the file and says what is wrong with it, if anything).
+    bool initFromText(CPIAFileIn& in);
+    static bool readText(CPIAFileIn& in, CPBlock& root, TextParts& parts);
+    bool initAciText(const TextParts& parts);
     bool nameInUse(const OdString& name, const OdString& locName, int except) const;
 
     OdString m_description;

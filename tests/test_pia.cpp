@@ -21,6 +21,7 @@
 
 #include "pia.h"
 #include "platform/checksum.h"
+#include "platform/cnumbers.h"
 #include "test_support.h"
 #include "ut_filename.h"
 
@@ -370,6 +371,10 @@ TEST_F(Pia, NumbersReadAsTheCLibraryReadsThem) {
         if (intOk) {
             EXPECT_EQ(expectedInt, n);
         }
+        // The same from the text's bytes, as the table reader takes them.
+        int fromBytes = -99;
+        EXPECT_EQ(intOk, ut::platform::scanInt(U(text), fromBytes));
+        EXPECT_EQ(intOk ? expectedInt : -99, fromBytes);
         EXPECT_EQ(floatOk, readDouble(&block, name.c_str(), d));
         if (floatOk && std::isnan(f)) {
             EXPECT_TRUE(std::isnan(d));

@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
+#include <functional>
 #include <memory>
 #include <sstream>
 #include <string>
@@ -565,6 +566,81 @@ TEST(PlotStyleTable, NumberedBlocksOutOfOrderMapByTheirNumbers) {
             ASSERT_TRUE(t->write(W(dir.file(row.file))));
         }
     }
+}
+
+// Most tables are read straight from their text rather than through the block
+// tree; a text of any shape that reader does not take goes through the tree.
+// Both must give the same table, or the same refusal, for any text. A blank
+// before "=" means nothing to the tree and sends a text the general way, so a
+// text with "zz_force=1" appended goes the quick way as far as its shape allows
+// and the same text with "zz_force =1" goes the general way: compared on every
+// sample table and on variants of them with a line changed.
+TEST(PlotStyleTable, ReadStraightFromTheTextAsTheTreeReadsIt) {
+    TempDir dir;
+    // What a read gave: the refusal, or the table as written back.
+    auto outcome = [&](const std::string& name, const std::string& text) {
+        writeFile(dir.file(name), container(text));
+        OdString error;
+        std::unique_ptr<CPlotStyleTable> t(CPlotStyleTable::read(dir.wfile(name), &error));
+        if (!t)
+            return "refused: " + U(error);
+        const std::string out = "out-" + name;
+        if (!t->write(dir.wfile(out), &error))
+            return "not written: " + U(error);
+        return std::string(t->useACI() ? "aci " : "") + (t->hasACI() ? "has " : "") + containerText(dir.file(out));
+    };
+    auto compare = [&](const std::string& ext, std::string text, const std::string& what) {
+        if (!text.empty() && text.back() != '\n')
+            text += '\n';
+        const std::string quick = outcome("quick" + ext, text + "zz_force=1\n");
+        const std::string general = outcome("general" + ext, text + "zz_force =1\n");
+        EXPECT_EQ(general, quick) << what;
+        return quick.rfind("refused", 0) != 0;
+    };
+    // Variants of a text with line i changed; each keeps the others as they are.
+    const std::vector<std::function<std::string(const std::string&)>> changes = {
+        [](const std::string&) { return std::string(); },                          // dropped
+        [](const std::string& l) { return l + "\n" + l; },                         // twice
+        [](const std::string& l) { return l.substr(0, l.find('=') + 1) + "x"; },   // not a number
+        [](const std::string& l) { return l.substr(0, l.find('=') + 1) + "\"x"; }, // a string
+        [](const std::string& l) { return l.substr(0, l.find('=') + 1) + "true"; },
+        [](const std::string& l) { return l + "\n  zz_extra=1"; }, // another writer's key
+        [](const std::string& l) { return l.find('{') == std::string::npos ? l + "2" : " 300{"; },
+        [](const std::string& l) { return l + "\r"; },
+        [](const std::string& l) { return l + " "; },
+        [](const std::string& l) { return "  " + l; },
+    };
+    for (const char* file : {"color-dependent-factory.ctb", "color-dependent-basic.ctb", "color-dependent-custom.ctb",
+                             "named-factory.stb", "named-small.stb", "named-custom-300.stb", "named-ttb-header.stb"}) {
+        SCOPED_TRACE(file);
+        const std::string ext = std::string(file).substr(std::string(file).size() - 4);
+        const std::string text = containerText(dataFile(file));
+        EXPECT_TRUE(compare(ext, text, "as it is"));
+        const std::vector<std::string> all = lines(text);
+        for (size_t c = 0; c < changes.size(); ++c) {
+            for (size_t i = c * 7; i < all.size(); i += 397) {
+                std::string changed;
+                for (size_t j = 0; j < all.size(); ++j)
+                    changed += (j == i ? changes[c](all[j]) : all[j]) + "\n";
+                compare(ext, changed, "change " + std::to_string(c) + " at line " + std::to_string(i + 1));
+            }
+        }
+    }
+    // Shapes of whole tables the quick reader leaves to the tree.
+    const std::string styleB =
+        replaced(replaced(replaced(kStyleA, " 0{", " 1{"), "name=\"A", "name=\"B"), "name=\"A", "name=\"B");
+    std::string aci;
+    for (int k = 0; k < 255; ++k)
+        aci += " " + std::to_string(k) + "=\"" + (k % 2 ? "A" : "B") + "\n";
+    const std::string styles = std::string("plot_style{\n") + kStyleA + styleB + "}\n";
+    EXPECT_TRUE(compare(".stb", styles, "two styles"));
+    EXPECT_TRUE(compare(".stb", "aci_table{\n" + aci + "}\n" + styles, "colours mapped by name"));
+    EXPECT_TRUE(compare(".stb", std::string("plot_style{\n") + styleB + kStyleA, "blocks out of order, no last }"));
+    EXPECT_TRUE(compare(".stb", "meta{\n a=1\n b{\n  c=\"d\n }\n}\n" + styles + "numstyles=2\n", "foreign blocks"));
+    compare(".stb", "description=7\n" + styles, "a table key of another kind");
+    compare(".stb", "description=\"a\ndescription=\"b\n" + styles, "a table key twice");
+    compare(".stb", "zz=1\nzz=2\n" + styles, "a foreign key twice");
+    compare(".ctb", "aci_table{\n 0=\"A\n}\n" + styles, "a short colour map");
 }
 
 TEST(PlotStyleTable, WritingRefusesValuesTheFileCannotHold) {

@@ -5,6 +5,7 @@
 #include <climits>
 #include <cwchar>
 #include <locale.h>
+#include <string>
 #include <wchar.h>
 
 namespace ut::platform {
@@ -19,24 +20,40 @@ locale_t classicLocale() {
 
 } // namespace
 
+namespace {
+
+// Nearly every number in a parameter file is a few plain digits: those are read
+// here, anything else (blanks, a plus sign, ten digits or more) as wcstol reads
+// it. [p, end) is the text; a wide text ends at its NUL instead.
+template <typename Char> bool plainInt(const Char* p, const Char* end, int& out) {
+    auto digit = [&](const Char* at) { return at != end && *at >= Char('0') && *at <= Char('9'); };
+    const bool negative = p != end && *p == Char('-');
+    p += negative;
+    int v = 0, digits = 0;
+    for (; digits < 9 && digit(p); ++p, ++digits)
+        v = v * 10 + int(*p - Char('0'));
+    if (digits == 0 || digit(p))
+        return false;
+    out = negative ? -v : v;
+    return true;
+}
+
+} // namespace
+
+bool scanInt(std::string_view text, int& out) {
+    if (plainInt(text.data(), text.data() + text.size(), out))
+        return true;
+    std::wstring wide(text.size(), L'\0');
+    for (size_t i = 0; i < text.size(); ++i)
+        wide[i] = wchar_t(static_cast<unsigned char>(text[i]));
+    return scanInt(wide.c_str(), out);
+}
+
 bool scanInt(const wchar_t* text, int& out) {
     if (!text)
         return false;
-    // Nearly every number in a parameter file is a few plain digits: those are
-    // read here, anything else (blanks, a plus sign, ten digits or more) as
-    // wcstol reads it.
-    {
-        const wchar_t* p = text;
-        const bool negative = *p == L'-';
-        p += negative;
-        int v = 0, digits = 0;
-        for (; digits < 9 && *p >= L'0' && *p <= L'9'; ++p, ++digits)
-            v = v * 10 + int(*p - L'0');
-        if (digits > 0 && !(*p >= L'0' && *p <= L'9')) {
-            out = negative ? -v : v;
-            return true;
-        }
-    }
+    if (plainInt(text, static_cast<const wchar_t*>(nullptr), out))
+        return true;
     wchar_t* end = nullptr;
     errno = 0;
     long v = std::wcstol(text, &end, 10);

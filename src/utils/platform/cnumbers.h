@@ -3,6 +3,8 @@
 // with a decimal comma, but parameter files always use a point).
 #pragma once
 
+#include <string_view>
+
 #include "drutils_export.h"
 
 namespace ut::platform {
@@ -11,6 +13,8 @@ namespace ut::platform {
 // after the digits is ignored. Values beyond int saturate. False, out untouched,
 // when there is no digit.
 DRUTILS_API bool scanInt(const wchar_t* text, int& out);
+// The same over single-byte text (a NUL in it ends it as in the wide form).
+DRUTILS_API bool scanInt(std::string_view text, int& out);
 // Leading white space, then a decimal or hexadecimal floating number, "inf" or
 // "nan", rounded once, directly to single precision; the rest is ignored. False,
 // out untouched, when nothing converts.

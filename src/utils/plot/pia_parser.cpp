@@ -17,6 +17,9 @@
 #include "plot/pia_pool.h"
 #include "plot/pia_text.h"
 
+using pia::equalsAsciiNoCase;
+using pia::keyRunEnd;
+
 // The text of one parse, read as bytes when all of it is ASCII (the common
 // case: nothing to widen but the texts kept), else as wide lines.
 class CPIAParser::LineSource {
@@ -67,18 +70,6 @@ const char* findChar(const char* p, const char* end, char c) {
     return static_cast<const char*>(std::memchr(p, c, size_t(end - p)));
 }
 const wchar_t* findChar(const wchar_t* p, const wchar_t* end, wchar_t c) { return std::wmemchr(p, c, size_t(end - p)); }
-
-// Whole-value comparison folding A-Z only: "TRUE " with a blank is not a boolean.
-template <typename Char> bool equalsAsciiNoCase(const Char* s, const Char* end, const char* lower) {
-    for (; s < end && *lower; ++s, ++lower) {
-        auto c = static_cast<uint32_t>(static_cast<std::make_unsigned_t<Char>>(*s));
-        if (c >= 'A' && c <= 'Z')
-            c += 'a' - 'A';
-        if (c != static_cast<uint32_t>(*lower))
-            return false;
-    }
-    return s == end && *lower == '\0';
-}
 
 // The key before a delimiter: leading blanks skipped, no blank inside, blanks
 // allowed before the delimiter. Only U+0020 counts as a blank; a tab is part of
@@ -150,47 +141,6 @@ bool sameBytes(const char* a, const char* b, size_t n) {
         if (x[i] != y[i])
             return false;
     return true;
-}
-
-// Characters that end a key's run of characters: a blank, "=", "{" and "}".
-struct KeyStops {
-    bool stop[256] = {};
-    constexpr KeyStops() { stop[int(' ')] = stop[int('=')] = stop[int('{')] = stop[int('}')] = true; }
-};
-constexpr KeyStops kKeyStops;
-
-bool isKeyStop(char c) { return kKeyStops.stop[static_cast<unsigned char>(c)]; }
-bool isKeyStop(wchar_t c) {
-    const auto u = static_cast<uint32_t>(c);
-    return u < 256 && kKeyStops.stop[u];
-}
-
-// The first character of [p, end) that ends a key's run (end when none); for
-// bytes, eight at a time.
-const wchar_t* keyRunEnd(const wchar_t* p, const wchar_t* end) {
-    while (p < end && !isKeyStop(*p))
-        ++p;
-    return p;
-}
-const char* keyRunEnd(const char* p, const char* end) {
-    if constexpr (std::endian::native == std::endian::little) {
-        constexpr uint64_t kOnes = 0x0101010101010101ull, kHighs = 0x8080808080808080ull;
-        // High bit set in the byte where w has c, and maybe in bytes after it,
-        // never before: the lowest one found is the first match.
-        auto has = [](uint64_t w, unsigned char c) {
-            const uint64_t x = w ^ (kOnes * c);
-            return (x - kOnes) & ~x & kHighs;
-        };
-        for (; end - p >= 8; p += 8) {
-            uint64_t w;
-            std::memcpy(&w, p, 8);
-            if (const uint64_t m = has(w, ' ') | has(w, '=') | has(w, '{') | has(w, '}'))
-                return p + (std::countr_zero(m) >> 3);
-        }
-    }
-    while (p < end && !isKeyStop(*p))
-        ++p;
-    return p;
 }
 
 } // namespace
@@ -410,7 +360,9 @@ namespace {
 // in constant time. Names of one parse are shared, so a name is its address.
 class ChildSet {
 public:
-    static uintptr_t key(const OdString* name, int kind) { return reinterpret_cast<uintptr_t>(name) * 8 + uintptr_t(kind); }
+    static uintptr_t key(const OdString* name, int kind) {
+        return reinterpret_cast<uintptr_t>(name) * 8 + uintptr_t(kind);
+    }
     void clear() {
         m_slots.clear();
         m_used = 0;
@@ -488,7 +440,7 @@ bool CPIAParser::parseLines(LineSource& source) {
         bool same = true;
         uint32_t source = 0;
         std::vector<Hint>* hints = nullptr; // the hints of its depth
-        ChildSet set; // filled once the block has many children
+        ChildSet set;                       // filled once the block has many children
     };
     std::vector<Open> open;
     open.reserve(8);
@@ -743,13 +695,13 @@ bool CPIAParser::parseLines(LineSource& source) {
                     if ((text += lines.length) > kMaxTextLength)
                         return fail(lineNo, L"more text than a parameter file may hold");
                 }
-                item = new (pool.allocate(sizeof(CPBin)))
-                    CPBin(tag(), name, pool.single(payload.data(), payload.size()));
+                item =
+                    new (pool.allocate(sizeof(CPBin))) CPBin(tag(), name, pool.single(payload.data(), payload.size()));
             } else if ((*value == 't' || *value == 'T' || *value == 'f' || *value == 'F') &&
                        (equalsAsciiNoCase(value, lineEnd, "true") || equalsAsciiNoCase(value, lineEnd, "false"))) {
                 kind = kPBool;
-                item = new (pool.allocate(sizeof(CPBool)))
-                    CPBool(tag(), name, equalsAsciiNoCase(value, lineEnd, "true"));
+                item =
+                    new (pool.allocate(sizeof(CPBool))) CPBool(tag(), name, equalsAsciiNoCase(value, lineEnd, "true"));
             } else {
                 kind = kPNum;
                 shownAt = value;

@@ -1,11 +1,13 @@
 // The decompressed text of a parameter file as the lines its parser reads.
 #pragma once
 
-#include <cstddef>
 #include <algorithm>
+#include <bit>
+#include <cstddef>
 #include <cstdint>
 #include <cstring>
 #include <string>
+#include <type_traits>
 
 #include "pia.h"
 
@@ -15,8 +17,8 @@ namespace pia {
 // line feed or after 511 bytes, whichever comes first (so a longer physical line
 // arrives in pieces), a carriage return before a line feed is not part of the text
 // (Windows writers end lines with CR LF), and a NUL byte ends what is visible of a
-// line, since lines are handed on as C strings. The text is UTF-8 when all of it is well-formed UTF-8, else it is in the
-// ANSI code page.
+// line, since lines are handed on as C strings. The text is UTF-8 when all of it
+// is well-formed UTF-8, else it is in the ANSI code page.
 class TextLines {
 public:
     static constexpr size_t kMaxPiece = 511;
@@ -102,6 +104,61 @@ inline bool TextLines::nextBytes(const char*& line, size_t& length) {
             length = size_t(static_cast<const char*>(nul) - line);
     m_length = length;
     return true;
+}
+
+// Shared by the parser and the readers that take a text straight from its lines.
+
+// Whole-value comparison folding A-Z only: "TRUE " with a blank is not a boolean.
+template <typename Char> bool equalsAsciiNoCase(const Char* s, const Char* end, const char* lower) {
+    for (; s < end && *lower; ++s, ++lower) {
+        auto c = static_cast<uint32_t>(static_cast<std::make_unsigned_t<Char>>(*s));
+        if (c >= 'A' && c <= 'Z')
+            c += 'a' - 'A';
+        if (c != static_cast<uint32_t>(*lower))
+            return false;
+    }
+    return s == end && *lower == '\0';
+}
+
+// Characters that end a key's run of characters: a blank, "=", "{" and "}".
+struct KeyStops {
+    bool stop[256] = {};
+    constexpr KeyStops() { stop[int(' ')] = stop[int('=')] = stop[int('{')] = stop[int('}')] = true; }
+};
+inline constexpr KeyStops kKeyStops;
+
+inline bool isKeyStop(char c) { return kKeyStops.stop[static_cast<unsigned char>(c)]; }
+inline bool isKeyStop(wchar_t c) {
+    const auto u = static_cast<uint32_t>(c);
+    return u < 256 && kKeyStops.stop[u];
+}
+
+// The first character of [p, end) that ends a key's run (end when none); for
+// bytes, eight at a time.
+inline const wchar_t* keyRunEnd(const wchar_t* p, const wchar_t* end) {
+    while (p < end && !isKeyStop(*p))
+        ++p;
+    return p;
+}
+inline const char* keyRunEnd(const char* p, const char* end) {
+    if constexpr (std::endian::native == std::endian::little) {
+        constexpr uint64_t kOnes = 0x0101010101010101ull, kHighs = 0x8080808080808080ull;
+        // High bit set in the byte where w has c, and maybe in bytes after it,
+        // never before: the lowest one found is the first match.
+        auto has = [](uint64_t w, unsigned char c) {
+            const uint64_t x = w ^ (kOnes * c);
+            return (x - kOnes) & ~x & kHighs;
+        };
+        for (; end - p >= 8; p += 8) {
+            uint64_t w;
+            std::memcpy(&w, p, 8);
+            if (const uint64_t m = has(w, ' ') | has(w, '=') | has(w, '{') | has(w, '}'))
+                return p + (std::countr_zero(m) >> 3);
+        }
+    }
+    while (p < end && !isKeyStop(*p))
+        ++p;
+    return p;
 }
 
 // Whether bytes are well-formed UTF-8 (plain ASCII is).

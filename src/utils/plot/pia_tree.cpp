@@ -216,6 +216,10 @@ void CPForeignItems::append(const CPItem& item, const OdString& anchorName, int 
     m_entries.push_back(Entry{anchorName, anchorKind, std::unique_ptr<CPItem>(clone(item))});
 }
 
+void CPForeignItems::adopt(std::unique_ptr<CPItem> item, const OdString& anchorName, int anchorKind) {
+    m_entries.push_back(Entry{anchorName, anchorKind, std::move(item)});
+}
+
 CPItem* CPForeignItems::clone(const CPItem& item) {
     const wchar_t* name = item.name().c_str();
     switch (item.kind()) {

@@ -8,6 +8,7 @@
 #include "binstream.h"
 #include "pia.h"
 #include "plot/block_cursor.h"
+#include "plot/table_keys.h"
 
 namespace {
 
@@ -185,31 +186,8 @@ bool CPlotStyle::write(CPBlock& parent, int index, bool withModeColor) const {
 
 namespace {
 
-// The keys a style is read from, in the order they are read (and written).
-struct StyleKey {
-    const wchar_t* name;
-    size_t length;
-    int kind;
-};
-constexpr size_t kStyleKeys = 16;
-constexpr StyleKey kStyleKey[kStyleKeys] = {
-    {L"name", 4, kPStr},
-    {L"localized_name", 14, kPStr},
-    {L"description", 11, kPStr},
-    {L"color", 5, kPNum},
-    {L"mode_color", 10, kPNum},
-    {L"color_policy", 12, kPNum},
-    {L"physical_pen_number", 19, kPNum},
-    {L"virtual_pen_number", 18, kPNum},
-    {L"screen", 6, kPNum},
-    {L"linepattern_size", 16, kPNum},
-    {L"linetype", 8, kPNum},
-    {L"adaptive_linetype", 17, kPBool},
-    {L"lineweight", 10, kPNum},
-    {L"fill_style", 10, kPNum},
-    {L"end_style", 9, kPNum},
-    {L"join_style", 10, kPNum},
-};
+using ut::plot::kStyleKey;
+using ut::plot::kStyleKeys;
 
 bool isKey(const CPItem& item, size_t k) {
     const std::wstring& n = item.name().str();

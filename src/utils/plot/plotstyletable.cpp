@@ -12,6 +12,7 @@
 
 #include "pia.h"
 #include "plot/block_cursor.h"
+#include "plot/table_keys.h"
 #include "ut_filename.h"
 #include "ut_log.h"
 
@@ -80,23 +81,6 @@ bool readFlag(const CPBlock& b, const wchar_t* key, bool& out) {
 
 using ut::plot::decimalKey;
 
-// The top-level keys and blocks the table reads; any other item belongs to
-// another writer and is kept.
-bool isTableKey(const OdString& name, int kind) {
-    static const struct {
-        const wchar_t* name;
-        int kind;
-    } kKeys[] = {
-        {L"description", kPStr},  {L"aci_table_available", kPBool}, {L"scale_factor", kPNum},
-        {L"apply_factor", kPBool}, {L"custom_lineweight_display_units", kPNum}, {L"aci_table", kPBlock},
-        {L"plot_style", kPBlock}, {L"custom_lineweight_table", kPBlock},
-    };
-    for (const auto& k : kKeys)
-        if (k.kind == kind && name == k.name)
-            return true;
-    return false;
-}
-
 // The number a block is named by when the name is one written the way this
 // library writes it ("0", "17"); SIZE_MAX otherwise.
 size_t blockNumber(const OdString& name) {
@@ -132,11 +116,37 @@ OdString withStyleName(const OdString& why, const CPlotStyleTable& t) {
 
 } // namespace
 
+namespace ut::plot {
+
+bool isTableKey(const OdString& name, int kind) {
+    static const struct {
+        const wchar_t* name;
+        int kind;
+    } kKeys[] = {
+        {L"description", kPStr},
+        {L"aci_table_available", kPBool},
+        {L"scale_factor", kPNum},
+        {L"apply_factor", kPBool},
+        {L"custom_lineweight_display_units", kPNum},
+        {L"aci_table", kPBlock},
+        {L"plot_style", kPBlock},
+        {L"custom_lineweight_table", kPBlock},
+    };
+    for (const auto& k : kKeys)
+        if (k.kind == kind && name == k.name)
+            return true;
+    return false;
+}
+
+} // namespace ut::plot
+
+using ut::plot::isTableKey;
+
 // ---------------------------------------------------------------- lineweights
 
-const double CCustomLineweightTable::kDefaults[kSize] = {0,    0.05, 0.09, 0.1,  0.13, 0.15, 0.18, 0.2, 0.25,
-                                                         0.3,  0.35, 0.4,  0.45, 0.5,  0.53, 0.6,  0.65, 0.7,
-                                                         0.8,  0.9,  1.0,  1.06, 1.2,  1.4,  1.58, 2.0,  2.11};
+const double CCustomLineweightTable::kDefaults[kSize] = {0,   0.05, 0.09, 0.1,  0.13, 0.15, 0.18, 0.2,  0.25,
+                                                         0.3, 0.35, 0.4,  0.45, 0.5,  0.53, 0.6,  0.65, 0.7,
+                                                         0.8, 0.9,  1.0,  1.06, 1.2,  1.4,  1.58, 2.0,  2.11};
 
 CCustomLineweightTable::CCustomLineweightTable() {
     for (int i = 0; i < kSize; ++i)
@@ -410,26 +420,36 @@ bool CPlotStyleTable::initAci(const CPBlock& block, OdString* error) {
 }
 
 bool CPlotStyleTable::init(CPIAParser& parser, OdString* error) {
+    const CPBlock* root = parser.root();
+    if (!root) {
+        m_styles.clear();
+        m_aci.clear();
+        if (error)
+            *error = L"the file holds no parameter text";
+        return false;
+    }
+    return initFrom(*root, nullptr, error);
+}
+
+bool CPlotStyleTable::initFrom(const CPBlock& r, TextParts* parts, OdString* error) {
     OdString scratch;
     if (!error)
         error = &scratch;
     m_styles.clear();
     m_aci.clear();
-    const CPBlock* root = parser.root();
-    if (!root) {
-        *error = L"the file holds no parameter text";
-        return false;
-    }
-    const CPBlock& r = *root;
     bool available = false, haveAvailable = false;
-    if (!optionalKey(r, L"description", kPStr, [&] { return readStr(r, L"description", m_description); }, error) ||
-        !optionalKey(r, L"aci_table_available", kPBool,
-                     [&] { return haveAvailable = readFlag(r, L"aci_table_available", available); }, error) ||
-        !optionalKey(r, L"scale_factor", kPNum, [&] { return readDouble(&r, L"scale_factor", m_scaleFactor); },
-                     error) ||
-        !optionalKey(r, L"apply_factor", kPBool, [&] { return readFlag(r, L"apply_factor", m_applyFactor); }, error) ||
-        !optionalKey(r, L"custom_lineweight_display_units", kPNum,
-                     [&] { return readInt(&r, L"custom_lineweight_display_units", m_lineWeightUnits); }, error))
+    if (!optionalKey(
+            r, L"description", kPStr, [&] { return readStr(r, L"description", m_description); }, error) ||
+        !optionalKey(
+            r, L"aci_table_available", kPBool,
+            [&] { return haveAvailable = readFlag(r, L"aci_table_available", available); }, error) ||
+        !optionalKey(
+            r, L"scale_factor", kPNum, [&] { return readDouble(&r, L"scale_factor", m_scaleFactor); }, error) ||
+        !optionalKey(
+            r, L"apply_factor", kPBool, [&] { return readFlag(r, L"apply_factor", m_applyFactor); }, error) ||
+        !optionalKey(
+            r, L"custom_lineweight_display_units", kPNum,
+            [&] { return readInt(&r, L"custom_lineweight_display_units", m_lineWeightUnits); }, error))
         return false;
 
     const CPBlock* styles = r.findBlock(L"plot_style");
@@ -438,8 +458,11 @@ bool CPlotStyleTable::init(CPIAParser& parser, OdString* error) {
         return false;
     }
     size_t count = 0;
-    for (const CPItem* item : styles->items())
-        count += item->kind() == kPBlock;
+    if (parts)
+        count = parts->styles.size();
+    else
+        for (const CPItem* item : styles->items())
+            count += item->kind() == kPBlock;
     if (count > size_t(kMaxStyles)) {
         error->format(L"plot_style holds %zu styles; at most %d are accepted", count, kMaxStyles);
         return false;
@@ -452,58 +475,75 @@ bool CPlotStyleTable::init(CPIAParser& parser, OdString* error) {
     std::vector<const CPItem*> from;
     from.reserve(count);
     const std::hash<std::wstring_view> hashName;
-    // The number each block is named by, while all are numbers 0..count-1 each
-    // used once; cleared at the first that is not.
-    std::vector<size_t> numbers;
-    std::vector<bool> numberUsed(count, false);
-    numbers.reserve(count);
-    bool numbered = true;
-    // The names the keys of the styles' blocks were last found under.
-    const OdString* keyNames[16] = {};
-    for (const CPItem* item : styles->items()) {
-        if (item->kind() != kPBlock)
-            continue;
-        if (numbered) {
-            const size_t n = blockNumber(item->name());
-            numbered = n < count && !numberUsed[n];
-            if (numbered) {
-                numberUsed[n] = true;
-                numbers.push_back(n);
-            }
-        }
-        auto s = std::make_unique<CPlotStyle>();
-        OdString badKey;
-        const auto& block = *static_cast<const CPBlock*>(item);
-        if (!s->init(block, &badKey, keyNames)) {
-            OdString who = item->name();
-            if (!s->name().isEmpty())
-                who += OdString(L" (\"") + s->name() + L"\")";
-            error->format(L"plot_style %ls: key \"%ls\" %ls", who.c_str(), badKey.c_str(),
-                          problem(block, badKey, styleKeyKind(badKey)).c_str());
-            return false;
-        }
+    // Keeps a style unless an earlier one has its name.
+    auto keep = [&](std::unique_ptr<CPlotStyle> s, const CPItem* item) {
         const std::wstring& name = s->name().str();
         const size_t mask = seen.size() - 1;
         size_t slot = hashName(name) & mask;
         for (; seen[slot] != 0; slot = (slot + 1) & mask) {
             if (m_styles[seen[slot] - 1]->name().str() == name) {
-                error->format(L"plot_style %ls and %ls share the name \"%ls\"", from[seen[slot] - 1]->name().c_str(),
-                              item->name().c_str(), s->name().c_str());
+                // Read from the text, the blocks are named by their positions.
+                const size_t earlier = seen[slot] - 1;
+                error->format(L"plot_style %ls and %ls share the name \"%ls\"",
+                              item ? from[earlier]->name().c_str() : decimalKey(int(earlier)).c_str(),
+                              item ? item->name().c_str() : decimalKey(int(m_styles.size())).c_str(),
+                              s->name().c_str());
                 return false;
             }
         }
         m_styles.push_back(std::move(s));
         from.push_back(item);
         seen[slot] = uint32_t(m_styles.size());
-    }
-    // Blocks named 0..n-1 out of order (a newer writer stores them in the order of
-    // its hash table) stand for the styles in the order of their numbers: colour
-    // k is the block named k-1, not the k-th block.
-    if (numbered && !std::is_sorted(numbers.begin(), numbers.end())) {
-        std::vector<std::unique_ptr<CPlotStyle>> ordered(m_styles.size());
-        for (size_t i = 0; i < m_styles.size(); ++i)
-            ordered[numbers[i]] = std::move(m_styles[i]);
-        m_styles.swap(ordered);
+        return true;
+    };
+    if (parts) {
+        // Their blocks were named 0..n-1 in order.
+        for (auto& s : parts->styles)
+            if (!keep(std::move(s), nullptr))
+                return false;
+    } else {
+        // The number each block is named by, while all are numbers 0..count-1 each
+        // used once; cleared at the first that is not.
+        std::vector<size_t> numbers;
+        std::vector<bool> numberUsed(count, false);
+        numbers.reserve(count);
+        bool numbered = true;
+        // The names the keys of the styles' blocks were last found under.
+        const OdString* keyNames[16] = {};
+        for (const CPItem* item : styles->items()) {
+            if (item->kind() != kPBlock)
+                continue;
+            if (numbered) {
+                const size_t n = blockNumber(item->name());
+                numbered = n < count && !numberUsed[n];
+                if (numbered) {
+                    numberUsed[n] = true;
+                    numbers.push_back(n);
+                }
+            }
+            auto s = std::make_unique<CPlotStyle>();
+            OdString badKey;
+            const auto& block = *static_cast<const CPBlock*>(item);
+            if (!s->init(block, &badKey, keyNames)) {
+                OdString who = item->name();
+                if (!s->name().isEmpty())
+                    who += OdString(L" (\"") + s->name() + L"\")";
+                error->format(L"plot_style %ls: key \"%ls\" %ls", who.c_str(), badKey.c_str(),
+                              problem(block, badKey, styleKeyKind(badKey)).c_str());
+                return false;
+            }
+            if (!keep(std::move(s), item))
+                return false;
+        }
+        // Blocks named 0..n-1 out of order (a newer writer stores them in the order of
+        // its hash table) stand for the styles in the order of their numbers: colour
+        // k is the block named k-1, not the k-th block.
+        if (numbered && !std::is_sorted(numbers.begin(), numbers.end())) {
+            std::vector<std::unique_ptr<CPlotStyle>> ordered(m_styles.size());
+            for (size_t i = 0; i < m_styles.size(); ++i)
+                ordered[numbers[i]] = std::move(m_styles[i]);
+            m_styles.swap(ordered);
+        }
     }
 
     const CPBlock* aci = r.findBlock(L"aci_table");
@@ -515,7 +555,7 @@ bool CPlotStyleTable::init(CPIAParser& parser, OdString* error) {
     case Kind::Unknown: m_useAci = available && aci; break;
     }
     m_hasAci = available;
-    if (aci && !initAci(*aci, error))
+    if (aci && !(parts ? initAciText(*parts) : initAci(*aci, error)))
         return false;
     if (m_useAci) {
         if (!aci) {
@@ -535,7 +575,10 @@ bool CPlotStyleTable::init(CPIAParser& parser, OdString* error) {
         if (!initCLW(*clw, error))
             return false;
     m_foreign.clear();
-    m_foreign.collect(r, [](const CPItem& item) { return isTableKey(item.name(), item.kind()); });
+    if (parts)
+        m_foreign = std::move(parts->foreign);
+    else
+        m_foreign.collect(r, [](const CPItem& item) { return isTableKey(item.name(), item.kind()); });
     return true;
 }
 
@@ -545,6 +588,25 @@ CPlotStyleTable* CPlotStyleTable::load(const wchar_t* path, OdString& error) {
     if (!path || !*path) {
         error = L"no file name";
         return nullptr;
+    }
+    Kind expected = Kind::Unknown;
+    const ut::FileName name{OdString(path)};
+    if (name.hasExt(L"ctb"))
+        expected = Kind::ColourDependent;
+    else if (name.hasExt(L"stb"))
+        expected = Kind::Named;
+    {
+        // Nearly every file is read straight from its lines. Any other goes the
+        // general way below, which also says what is wrong with it, if anything.
+        CPIAFileIn in;
+        if (in.open(path) == 0) {
+            auto table = std::make_unique<CPlotStyleTable>();
+            table->m_expected = expected;
+            if (table->initFromText(in)) {
+                table->m_expected = Kind::Unknown;
+                return table.release();
+            }
+        }
     }
     CPIAParser parser;
     if (!parser.parse(path)) {
@@ -559,11 +621,7 @@ CPlotStyleTable* CPlotStyleTable::load(const wchar_t* path, OdString& error) {
         return nullptr;
     }
     auto table = std::make_unique<CPlotStyleTable>();
-    const ut::FileName name{OdString(path)};
-    if (name.hasExt(L"ctb"))
-        table->m_expected = Kind::ColourDependent;
-    else if (name.hasExt(L"stb"))
-        table->m_expected = Kind::Named;
+    table->m_expected = expected;
     if (!table->init(parser, &error))
         return nullptr;
     table->m_expected = Kind::Unknown;
@@ -619,7 +677,7 @@ bool CPlotStyleTable::write(const wchar_t* path, OdString* error, bool replaceEx
     int rc = out.open();
     if (rc == 0) {
         out.setFileType(ut::FileName(OdString(path)).hasExt(L"ctb") ? CPIAFileOut::kColorTable
-                                                                     : CPIAFileOut::kNamedTable);
+                                                                    : CPIAFileOut::kNamedTable);
         out.writeBlock(&root);
         rc = out.close(path, replaceExisting);
     }
