@@ -14,6 +14,7 @@
 #include "plotstyle.h"
 
 class CPBlock;
+class CPIAFileIn;
 class CPIAParser;
 
 // Colour index k (1..255) -> the style that plots objects of that colour. The

@@ -88,10 +88,10 @@ std::wstring widen(std::string_view s) {
     return w;
 }
 
-// A value's text as the wide, terminated string the scanners take; a line is
-// at most 511 bytes.
-struct WideValue {
-    explicit WideValue(std::string_view s) {
+// A text of a line as the wide, terminated string the scanners and the item
+// constructors take, without a heap block of its own; a line is at most 511 bytes.
+struct WideText {
+    explicit WideText(std::string_view s) {
         const size_t n = s.size() < std::size(text) - 1 ? s.size() : std::size(text) - 1;
         for (size_t i = 0; i < n; ++i)
             text[i] = wchar_t(static_cast<unsigned char>(s[i]));
@@ -123,11 +123,11 @@ bool isNumber(std::string_view key, size_t i) {
 // An item of a foreign block or a top-level key, as the general reader's copy
 // of it would be.
 CPItem* newItem(std::string_view key, int kind, std::string_view value) {
-    const std::wstring name = widen(key);
     switch (kind) {
-    case kPStr: return new CPStr(name.c_str(), widen(value.substr(1)).c_str());
-    case kPNum: return new CPNum(name.c_str(), widen(value).c_str());
-    case kPBool: return new CPBool(name.c_str(), isTrue(value));
+    case kPBlock: return new CPBlock(WideText(key).text);
+    case kPStr: return new CPStr(WideText(key).text, WideText(value.substr(1)).text);
+    case kPNum: return new CPNum(WideText(key).text, WideText(value).text);
+    case kPBool: return new CPBool(WideText(key).text, isTrue(value));
     }
     return nullptr;
 }
@@ -200,7 +200,6 @@ bool CPlotStyleTable::readText(CPIAFileIn& in, CPBlock& root, TextParts& parts) 
         case Top: {
             if (line.shape == Line::Close)
                 return false;
-            const std::wstring name = widen(line.key);
             if (line.shape == Line::Open && line.key == "plot_style") {
                 if (haveStyles)
                     return false;
@@ -214,8 +213,7 @@ bool CPlotStyleTable::readText(CPIAFileIn& in, CPBlock& root, TextParts& parts) 
                 root.add(new CPBlock(L"aci_table"));
                 where = Aci;
             } else {
-                std::unique_ptr<CPItem> item(line.shape == Line::Open ? new CPBlock(name.c_str())
-                                                                      : newItem(line.key, kind, line.value));
+                std::unique_ptr<CPItem> item(newItem(line.key, kind, line.value));
                 if (ut::plot::isTableKey(item->name(), kind)) {
                     CPItem* held = item.get();
                     if (!root.add(item.get()))
@@ -241,7 +239,7 @@ bool CPlotStyleTable::readText(CPIAFileIn& in, CPBlock& root, TextParts& parts) 
                     continue;
                 }
             }
-            anchorName = OdString(name);
+            anchorName = OdString(WideText(line.key).text);
             anchorKind = kind;
             break;
         }
@@ -252,8 +250,7 @@ bool CPlotStyleTable::readText(CPIAFileIn& in, CPBlock& root, TextParts& parts) 
                     where = Top;
                 break;
             }
-            std::unique_ptr<CPItem> item(line.shape == Line::Open ? new CPBlock(widen(line.key).c_str())
-                                                                  : newItem(line.key, kind, line.value));
+            std::unique_ptr<CPItem> item(newItem(line.key, kind, line.value));
             CPItem* held = item.get();
             if (!blocks.back()->add(held))
                 return false;
@@ -309,7 +306,7 @@ bool CPlotStyleTable::readText(CPIAFileIn& in, CPBlock& root, TextParts& parts) 
                 style->m_adaptiveLinetype = isTrue(line.value);
             } else if (k == 9) {
                 float f = 0;
-                if (!ut::platform::scanFloat(WideValue(line.value).text, f))
+                if (!ut::platform::scanFloat(WideText(line.value).text, f))
                     return false;
                 style->m_linePatternSize = double(f);
             } else {
