@@ -7,7 +7,8 @@
 //   tree floor:  building the same tree from names and values already in memory
 //                through the public constructors and deleting it;
 //   parse:       CPIAParser::parse;
-//   model read:  CPlotStyleTable::read or CPlotCfg3::readStored (parse and model);
+//   model read:  CPlotStyleTable::read (which takes a table's text straight from
+//                its lines when it can) or CPlotCfg3::readStored (parse and model);
 //   ezdxf:       ezdxf's reader loading the same table (not for configurations:
 //                it has no reader for them);
 //   write:       CPIAFileOut (open, writeBlock, close) of the factory table vs
