@@ -583,10 +583,10 @@ TEST(PlotStyleTable, ReadStraightFromTheTextAsTheTreeReadsIt) {
         OdString error;
         std::unique_ptr<CPlotStyleTable> t(CPlotStyleTable::read(dir.wfile(name), &error));
         if (!t)
-            return "refused: " + U(error);
+            return std::string("refused: ").append(U(error));
         const std::string out = "out-" + name;
         if (!t->write(dir.wfile(out), &error))
-            return "not written: " + U(error);
+            return std::string("not written: ").append(U(error));
         return std::string(t->useACI() ? "aci " : "") + (t->hasACI() ? "has " : "") + containerText(dir.file(out));
     };
     auto compare = [&](const std::string& ext, std::string text, const std::string& what) {
@@ -622,7 +622,9 @@ TEST(PlotStyleTable, ReadStraightFromTheTextAsTheTreeReadsIt) {
                 std::string changed;
                 for (size_t j = 0; j < all.size(); ++j)
                     changed += (j == i ? changes[c](all[j]) : all[j]) + "\n";
-                compare(ext, changed, "change " + std::to_string(c) + " at line " + std::to_string(i + 1));
+                std::string what = "change ";
+                what.append(std::to_string(c)).append(" at line ").append(std::to_string(i + 1));
+                compare(ext, changed, what);
             }
         }
     }
@@ -631,7 +633,7 @@ TEST(PlotStyleTable, ReadStraightFromTheTextAsTheTreeReadsIt) {
         replaced(replaced(replaced(kStyleA, " 0{", " 1{"), "name=\"A", "name=\"B"), "name=\"A", "name=\"B");
     std::string aci;
     for (int k = 0; k < 255; ++k)
-        aci += " " + std::to_string(k) + "=\"" + (k % 2 ? "A" : "B") + "\n";
+        aci.append(" ").append(std::to_string(k)).append("=\"").append(k % 2 ? "A" : "B").append("\n");
     const std::string styles = std::string("plot_style{\n") + kStyleA + styleB + "}\n";
     EXPECT_TRUE(compare(".stb", styles, "two styles"));
     EXPECT_TRUE(compare(".stb", "aci_table{\n" + aci + "}\n" + styles, "colours mapped by name"));
