@@ -639,6 +639,7 @@ TEST(PlotStyleTable, ReadStraightFromTheTextAsTheTreeReadsIt) {
     EXPECT_TRUE(compare(".stb", "aci_table{\n" + aci + "}\n" + styles, "colours mapped by name"));
     EXPECT_TRUE(compare(".stb", std::string("plot_style{\n") + styleB + kStyleA, "blocks out of order, no last }"));
     EXPECT_TRUE(compare(".stb", "meta{\n a=1\n b{\n  c=\"d\n }\n}\n" + styles + "numstyles=2\n", "foreign blocks"));
+    compare(".stb", replaced(styles, "  name=", "  nome="), "a first key of another name");
     compare(".stb", "description=7\n" + styles, "a table key of another kind");
     compare(".stb", "description=\"a\ndescription=\"b\n" + styles, "a table key twice");
     compare(".stb", "zz=1\nzz=2\n" + styles, "a foreign key twice");

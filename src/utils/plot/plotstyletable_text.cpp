@@ -290,9 +290,9 @@ bool CPlotStyleTable::readText(CPIAFileIn& in, CPBlock& root, TextParts& parts) 
             if (line.shape != Line::Value)
                 return false;
             static const NarrowStyleKeys keys;
-            size_t k = nextKey < kStyleKeys && line.key == keys.names[nextKey] ? nextKey : 0;
-            if (k != nextKey || nextKey >= kStyleKeys)
-                while (k < kStyleKeys && line.key != keys.names[k])
+            size_t k = nextKey;
+            if (k >= kStyleKeys || line.key != keys.names[k])
+                for (k = 0; k < kStyleKeys && line.key != keys.names[k];)
                     ++k;
             // Another writer's key, a key of another kind or a second one.
             if (k == kStyleKeys || kStyleKey[k].kind != kind || (keysSeen & 1u << k))
