@@ -42,16 +42,11 @@ std::wstring dump(const CPBlock& b) {
     return out;
 }
 
-// The text in a container file of its own for this process (with an extension
-// that says nothing about the table's kind, as the tree alone knows none).
-struct ContainerPath {
-    const std::string path = "/tmp/drutils-fuzz-plotstyle-" + std::to_string(getpid()) + ".tbl";
-    ~ContainerPath() { std::remove(path.c_str()); }
-};
-
-std::wstring containerFile(const uint8_t* data, size_t size) {
-    static const ContainerPath file;
-    const std::string& path = file.path;
+// The table read from a container file holding the text, or null. The file's
+// extension says nothing about the table's kind, as the tree alone knows none;
+// it is gone again before anything is checked, so a failing input leaves none.
+std::unique_ptr<CPlotStyleTable> readFromFile(const uint8_t* data, size_t size) {
+    static const std::string path = "/tmp/drutils-fuzz-plotstyle-" + std::to_string(getpid()) + ".tbl";
     unsigned long packed = ZlibEngine::compressedSize(size);
     std::string stream(packed, '\0');
     ZlibEngine::compressMemory(reinterpret_cast<uint8_t*>(stream.data()), &packed, data, size, 1);
@@ -63,7 +58,10 @@ std::wstring containerFile(const uint8_t* data, size_t size) {
         std::fwrite(bytes.data(), 1, bytes.size(), f);
         std::fclose(f);
     }
-    return std::wstring(path.begin(), path.end());
+    const std::wstring wide(path.begin(), path.end());
+    std::unique_ptr<CPlotStyleTable> table(CPlotStyleTable::read(wide.c_str(), nullptr));
+    std::remove(path.c_str());
+    return table;
 }
 
 } // namespace
@@ -84,7 +82,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     }
     CPIAParser parser;
     const bool parsed = parser.parseText(reinterpret_cast<const char*>(data), size);
-    std::unique_ptr<CPlotStyleTable> read(CPlotStyleTable::read(containerFile(data, size).c_str(), nullptr));
+    const std::unique_ptr<CPlotStyleTable> read = readFromFile(data, size);
     if (!parser.root()) {
         if (read)
             __builtin_trap();
