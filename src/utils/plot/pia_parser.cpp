@@ -360,9 +360,7 @@ namespace {
 // in constant time. Names of one parse are shared, so a name is its address.
 class ChildSet {
 public:
-    static uintptr_t key(const OdString* name, int kind) {
-        return reinterpret_cast<uintptr_t>(name) * 8 + uintptr_t(kind);
-    }
+    static uintptr_t key(const OdString* name, int kind) { return reinterpret_cast<uintptr_t>(name) * 8 + uintptr_t(kind); }
     void clear() {
         m_slots.clear();
         m_used = 0;
@@ -440,7 +438,7 @@ bool CPIAParser::parseLines(LineSource& source) {
         bool same = true;
         uint32_t source = 0;
         std::vector<Hint>* hints = nullptr; // the hints of its depth
-        ChildSet set;                       // filled once the block has many children
+        ChildSet set; // filled once the block has many children
     };
     std::vector<Open> open;
     open.reserve(8);
@@ -695,13 +693,13 @@ bool CPIAParser::parseLines(LineSource& source) {
                     if ((text += lines.length) > kMaxTextLength)
                         return fail(lineNo, L"more text than a parameter file may hold");
                 }
-                item =
-                    new (pool.allocate(sizeof(CPBin))) CPBin(tag(), name, pool.single(payload.data(), payload.size()));
+                item = new (pool.allocate(sizeof(CPBin)))
+                    CPBin(tag(), name, pool.single(payload.data(), payload.size()));
             } else if ((*value == 't' || *value == 'T' || *value == 'f' || *value == 'F') &&
                        (equalsAsciiNoCase(value, lineEnd, "true") || equalsAsciiNoCase(value, lineEnd, "false"))) {
                 kind = kPBool;
-                item =
-                    new (pool.allocate(sizeof(CPBool))) CPBool(tag(), name, equalsAsciiNoCase(value, lineEnd, "true"));
+                item = new (pool.allocate(sizeof(CPBool)))
+                    CPBool(tag(), name, equalsAsciiNoCase(value, lineEnd, "true"));
             } else {
                 kind = kPNum;
                 shownAt = value;

@@ -123,14 +123,9 @@ bool isTableKey(const OdString& name, int kind) {
         const wchar_t* name;
         int kind;
     } kKeys[] = {
-        {L"description", kPStr},
-        {L"aci_table_available", kPBool},
-        {L"scale_factor", kPNum},
-        {L"apply_factor", kPBool},
-        {L"custom_lineweight_display_units", kPNum},
-        {L"aci_table", kPBlock},
-        {L"plot_style", kPBlock},
-        {L"custom_lineweight_table", kPBlock},
+        {L"description", kPStr},  {L"aci_table_available", kPBool}, {L"scale_factor", kPNum},
+        {L"apply_factor", kPBool}, {L"custom_lineweight_display_units", kPNum}, {L"aci_table", kPBlock},
+        {L"plot_style", kPBlock}, {L"custom_lineweight_table", kPBlock},
     };
     for (const auto& k : kKeys)
         if (k.kind == kind && name == k.name)
@@ -144,9 +139,9 @@ using ut::plot::isTableKey;
 
 // ---------------------------------------------------------------- lineweights
 
-const double CCustomLineweightTable::kDefaults[kSize] = {0,   0.05, 0.09, 0.1,  0.13, 0.15, 0.18, 0.2,  0.25,
-                                                         0.3, 0.35, 0.4,  0.45, 0.5,  0.53, 0.6,  0.65, 0.7,
-                                                         0.8, 0.9,  1.0,  1.06, 1.2,  1.4,  1.58, 2.0,  2.11};
+const double CCustomLineweightTable::kDefaults[kSize] = {0,    0.05, 0.09, 0.1,  0.13, 0.15, 0.18, 0.2, 0.25,
+                                                         0.3,  0.35, 0.4,  0.45, 0.5,  0.53, 0.6,  0.65, 0.7,
+                                                         0.8,  0.9,  1.0,  1.06, 1.2,  1.4,  1.58, 2.0,  2.11};
 
 CCustomLineweightTable::CCustomLineweightTable() {
     for (int i = 0; i < kSize; ++i)
@@ -438,18 +433,14 @@ bool CPlotStyleTable::initFrom(const CPBlock& r, TextParts* parts, OdString* err
     m_styles.clear();
     m_aci.clear();
     bool available = false, haveAvailable = false;
-    if (!optionalKey(
-            r, L"description", kPStr, [&] { return readStr(r, L"description", m_description); }, error) ||
-        !optionalKey(
-            r, L"aci_table_available", kPBool,
-            [&] { return haveAvailable = readFlag(r, L"aci_table_available", available); }, error) ||
-        !optionalKey(
-            r, L"scale_factor", kPNum, [&] { return readDouble(&r, L"scale_factor", m_scaleFactor); }, error) ||
-        !optionalKey(
-            r, L"apply_factor", kPBool, [&] { return readFlag(r, L"apply_factor", m_applyFactor); }, error) ||
-        !optionalKey(
-            r, L"custom_lineweight_display_units", kPNum,
-            [&] { return readInt(&r, L"custom_lineweight_display_units", m_lineWeightUnits); }, error))
+    if (!optionalKey(r, L"description", kPStr, [&] { return readStr(r, L"description", m_description); }, error) ||
+        !optionalKey(r, L"aci_table_available", kPBool,
+                     [&] { return haveAvailable = readFlag(r, L"aci_table_available", available); }, error) ||
+        !optionalKey(r, L"scale_factor", kPNum, [&] { return readDouble(&r, L"scale_factor", m_scaleFactor); },
+                     error) ||
+        !optionalKey(r, L"apply_factor", kPBool, [&] { return readFlag(r, L"apply_factor", m_applyFactor); }, error) ||
+        !optionalKey(r, L"custom_lineweight_display_units", kPNum,
+                     [&] { return readInt(&r, L"custom_lineweight_display_units", m_lineWeightUnits); }, error))
         return false;
 
     const CPBlock* styles = r.findBlock(L"plot_style");
@@ -677,7 +668,7 @@ bool CPlotStyleTable::write(const wchar_t* path, OdString* error, bool replaceEx
     int rc = out.open();
     if (rc == 0) {
         out.setFileType(ut::FileName(OdString(path)).hasExt(L"ctb") ? CPIAFileOut::kColorTable
-                                                                    : CPIAFileOut::kNamedTable);
+                                                                     : CPIAFileOut::kNamedTable);
         out.writeBlock(&root);
         rc = out.close(path, replaceExisting);
     }
