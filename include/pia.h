@@ -440,6 +440,9 @@ public:
     class Pool;
 
 private:
+    friend class CPlotStyleTable; // parses a file it has opened already
+    // The text of in from its first line; opened is what in.open returned.
+    bool parseOpened(CPIAFileIn& in, int opened);
     bool parseLines(LineSource& lines);
     void clear();
 

@@ -325,17 +325,23 @@ void CPIAParser::clear() {
 }
 
 bool CPIAParser::parse(const wchar_t* path) {
+    CPIAFileIn in;
+    const int opened = in.open(path);
+    return parseOpened(in, opened);
+}
+
+bool CPIAParser::parseOpened(CPIAFileIn& in, int opened) {
     clear();
     m_errorLine = 0;
     m_errorText.empty();
-    CPIAFileIn in;
-    m_openResult = in.open(path);
+    m_openResult = opened;
     if (m_openResult != 0) {
         m_errorText = in.errorText();
         if (m_errorText.isEmpty())
             m_errorText = ZlibEngine::resultText(m_openResult);
         return false;
     }
+    in.m_in->lines.rewind();
     LineSource lines(in.m_in->lines);
     bool ok = parseLines(lines);
     in.close();

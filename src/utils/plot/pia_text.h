@@ -25,6 +25,11 @@ public:
 
     void assign(std::string text);
     void clear();
+    // Back to the first line.
+    void rewind() {
+        m_pos = 0;
+        m_ended = false;
+    }
     // The next line without its line feed, valid until the next call; null at the end.
     const wchar_t* next();
     // The whole text.

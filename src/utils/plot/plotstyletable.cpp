@@ -586,21 +586,20 @@ CPlotStyleTable* CPlotStyleTable::load(const wchar_t* path, OdString& error) {
         expected = Kind::ColourDependent;
     else if (name.hasExt(L"stb"))
         expected = Kind::Named;
-    {
-        // Nearly every file is read straight from its lines. Any other goes the
-        // general way below, which also says what is wrong with it, if anything.
-        CPIAFileIn in;
-        if (in.open(path) == 0) {
-            auto table = std::make_unique<CPlotStyleTable>();
-            table->m_expected = expected;
-            if (table->initFromText(in)) {
-                table->m_expected = Kind::Unknown;
-                return table.release();
-            }
+    // Nearly every file is read straight from its lines. Any other goes the
+    // general way below, which also says what is wrong with it, if anything.
+    CPIAFileIn in;
+    const int opened = in.open(path);
+    if (opened == 0) {
+        auto table = std::make_unique<CPlotStyleTable>();
+        table->m_expected = expected;
+        if (table->initFromText(in)) {
+            table->m_expected = Kind::Unknown;
+            return table.release();
         }
     }
     CPIAParser parser;
-    if (!parser.parse(path)) {
+    if (!parser.parseOpened(in, opened)) {
         const wchar_t* why = parser.errorText();
         if (parser.errorLine() > 0)
             error.format(L"line %d of the parameter text: %ls", parser.errorLine(),
