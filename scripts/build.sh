@@ -21,10 +21,18 @@ generator=()
 if command -v ninja >/dev/null 2>&1; then
     generator=(-G Ninja)
 fi
+# ccache, where installed, keeps rebuilds of several trees (and clones) cheap;
+# paths below the checkout are hashed relative to it so that clones share hits.
+launcher=()
+if command -v ccache >/dev/null 2>&1; then
+    launcher=(-DCMAKE_C_COMPILER_LAUNCHER=ccache -DCMAKE_CXX_COMPILER_LAUNCHER=ccache)
+    export CCACHE_BASEDIR=${CCACHE_BASEDIR:-$(cd .. && pwd)}
+    export CCACHE_NOHASHDIR=${CCACHE_NOHASHDIR:-true}
+fi
 # The project's own builds treat warnings as errors; a later -DDRUTILS_WERROR=OFF
 # among the arguments still wins.
 if [ ! -f "$dir/CMakeCache.txt" ]; then
-    cmake -S . -B "$dir" "${generator[@]}" -DDRUTILS_WERROR=ON "$@"
+    cmake -S . -B "$dir" "${generator[@]}" "${launcher[@]}" -DDRUTILS_WERROR=ON "$@"
 else
     cmake -S . -B "$dir" -DDRUTILS_WERROR=ON "$@" >/dev/null
 fi

@@ -12,6 +12,7 @@ packages=(
     gettext python3 python3-ezdxf libssl-dev
     clang libclang-rt-14-dev
     xvfb xauth
+    ccache
     man-db groff-base
     # the private printing scheduler's queues: PPDs of cups-filters (pxlcolor.ppd)
     cups-filters
