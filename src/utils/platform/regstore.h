@@ -192,6 +192,10 @@ public:
         Batch& operator=(const Batch&) = delete;
         // Ends the batch early; false when its transaction could not be committed.
         bool commit();
+        // Takes the write lock now instead of at the first change, so that what
+        // the batch reads before it writes cannot be changed by another process
+        // until it ends (a check and the write it decides).
+        RegStatus begin();
         // Makes the outermost batch undo every change it holds when it ends.
         void abandon();
 
