@@ -97,7 +97,14 @@ struct ConfigAccess : Config {
     // The key path of every group, composed once per change of the bases.
     static const OdString* groupPath(ECfgGroup group);
     static void invalidate();
+    // Where a write of key goes; false when it would bring back a profile that
+    // was deleted. Called inside the write's transaction.
+    static bool placeWrite(RegConfig& config, wxString& key);
+    // Whether the current profile's key existed when the profile was chosen.
+    static bool s_profileExisted;
 };
+
+bool ConfigAccess::s_profileExisted = false;
 
 wxConfigBase* object() { return ConfigAccess::get(); }
 
@@ -238,6 +245,8 @@ void Config::updatePaths() {
     s_profileBase = currentProfileRoot(kCfgPathConfig) + L"/";
     s_profileConfigBase = s_profileBase + L"Config/";
     ConfigAccess::invalidate();
+    ConfigAccess::s_profileExisted = !s_currentProfileName.isEmpty() && s_pConfigBase &&
+                                     s_pConfigBase->HasGroup(wx(withoutTrailingSlash(s_profileBase)));
 }
 
 void Config::initProfile(const OdString& name) {
@@ -381,6 +390,31 @@ const OdString* ConfigAccess::groupPath(ECfgGroup group) {
         g_groupPathsValid = true;
     }
     return &g_groupPaths[int(group)];
+}
+
+bool ConfigAccess::placeWrite(RegConfig& config, wxString& key) {
+    // A profile that was not there when it was chosen is made by its first
+    // write, as the registry makes a key; one that was there has been renamed
+    // or deleted by the time its key is missing.
+    if (!s_profileExisted || s_profileBase.getLength() <= 1 ||
+        !config_detail::startsWithNoCase(key.ToStdWstring(), s_profileBase.str()))
+        return true;
+    const OdString base = s_profileBase;
+    if (config.Store().keyExists(config.KeyOf(wx(withoutTrailingSlash(base)))) == platform::RegStatus::Ok)
+        return true;
+    const OdString was = s_currentProfileName;
+    const OdString now = profileNameFromRegistry();
+    if (!now.isEmpty() && now.iCompare(was) != 0) {
+        s_currentProfileName = now;
+        updatePaths();
+        if (s_profileExisted) {
+            key = wx(s_profileBase) + key.Mid(size_t(base.getLength()));
+            return true;
+        }
+    }
+    logError(kSource, "ut::Config::write", L"The profile '%ls' no longer exists; nothing is written to it",
+             was.c_str());
+    return false;
 }
 
 OdString Config::keyPath(ECfgGroup group) {
@@ -617,7 +651,20 @@ namespace {
 
 template <class T> bool writeAt(const wxString& key, const T& value) {
     wxConfigBase* c = object();
-    return !key.empty() && c && c->Write(key, value);
+    if (key.empty() || !c)
+        return false;
+    RegConfig* config = dynamic_cast<RegConfig*>(c);
+    if (!config)
+        return c->Write(key, value);
+    // Finding the profile's key and writing are one transaction, so another
+    // process cannot rename or delete the profile between the two.
+    platform::RegStore::Batch batch(config->Store());
+    wxString target = key;
+    if (batch.begin() != platform::RegStatus::Ok || !ConfigAccess::placeWrite(*config, target)) {
+        batch.abandon();
+        return false;
+    }
+    return c->Write(target, value) && batch.commit();
 }
 
 } // namespace
