@@ -1,4 +1,5 @@
 #include "platform/files.h"
+#include "platform/tempfiles.h"
 
 #include <cerrno>
 #include <climits>
@@ -339,7 +340,11 @@ int64_t fileSize(FILE* file) {
 bool removeFile(const OdString& path) {
     if (path.isEmpty())
         return true;
-    return ::unlink(nativePath(path).c_str()) == 0 || errno == ENOENT;
+    const std::string native = nativePath(path);
+    const bool removed = ::unlink(native.c_str()) == 0 || errno == ENOENT;
+    if (removed)
+        unregisterTemporary(native);
+    return removed;
 }
 
 bool fileExists(const OdString& path) { return entryKind(path) == EntryKind::Regular; }
@@ -510,6 +515,7 @@ OdString createUniqueFile(const OdString& prefix, const OdString& suffix) {
     if (fd < 0)
         return OdString();
     ::close(fd);
+    registerTemporary(templ);
     return fromNativePath(templ);
 }
 
@@ -616,6 +622,7 @@ AtomicFileWriter::AtomicFileWriter(const OdString& destination, bool replaceExis
         return;
     }
     m_temporary = temporary;
+    registerTemporary(m_temporary);
 }
 
 AtomicFileWriter::~AtomicFileWriter() { discard(); }
@@ -627,6 +634,7 @@ void AtomicFileWriter::discard() {
     }
     if (!m_temporary.empty()) {
         ::unlink(m_temporary.c_str());
+        unregisterTemporary(m_temporary);
         m_temporary.clear();
     }
 }
@@ -658,6 +666,7 @@ bool AtomicFileWriter::commit() {
         discard();
         return false;
     }
+    unregisterTemporary(m_temporary);
     m_temporary.clear();
     syncDirectory(directoryOf(m_destination));
     return true;
