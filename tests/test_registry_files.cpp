@@ -133,7 +133,7 @@ TEST_F(RegistryFiles, ExportWritesTheRegistryEditorsBytes) {
         "  2f,30,31\n"
         "\"none\"=hex:\n"
         "\"multi\"=\"{{Unknown type: 7}}\"\n"
-        "\"q\"=\"{{Unknown type: 11}}\"\n"
+        "\"q\"=hex(b):01,00,00,00,00,00,00,00\n"
         "\n"
         "[HKEY_CURRENT_USER\\Software\\Corvane\\Draftium\\V17x64\\en_US\\Profiles\\Work\\a]\n"
         "\n"
@@ -263,9 +263,11 @@ TEST_F(RegistryFiles, ImportSkipsWhatItCannotReadAndKeepsTheRest) {
     EXPECT_EQ(raw(p, L"h").bytes, std::string("\x01\x02\x03\x04", 4));
     EXPECT_EQ(raw(p, L"multi").text, L"first\nsecond \"quoted\"\nthird");
     EXPECT_EQ(raw(p, L"s").text, L"plain") << "blanks after the closing quote";
-    for (const wchar_t* absent : {L"before any key", L"bad dword", L"long dword", L"bad hex", L"exp", L"q", L"deleted"})
+    EXPECT_EQ(raw(p, L"q").number, 1) << "a 64-bit number reads back as the number";
+    for (const wchar_t* absent : {L"before any key", L"bad dword", L"long dword", L"bad hex", L"exp", L"deleted"})
         EXPECT_EQ(raw(p, absent).type, ut::platform::kRegNone) << U(absent);
-    EXPECT_TRUE(log.contains("value lines skipped, the first at line 7"));
+    // The line of garbage counts among them, so that a user hears of it.
+    EXPECT_TRUE(log.contains("5 lines skipped, the first at line 7"));
 }
 
 TEST_F(RegistryFiles, AFileThatBreaksOffKeepsWhatCameBefore) {

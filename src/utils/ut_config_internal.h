@@ -39,5 +39,9 @@ std::wstring formatG(double v);
 // key lines against this installation's keys).
 bool startsWithNoCase(const std::wstring& s, const std::wstring& prefix);
 
+// Config::import over the lines of a registry file already read; fileName is
+// the name its warnings give.
+bool importLines(const std::vector<std::wstring>& lines, const OdString& fileName, bool report);
+
 } // namespace config_detail
 } // namespace ut

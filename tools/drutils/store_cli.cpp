@@ -1,5 +1,7 @@
 #include "store_cli.h"
 
+#include "platform/files.h"
+
 #include <cctype>
 #include <cstdio>
 
@@ -92,6 +94,12 @@ void Session::flushWarnings() {
     for (const auto& w : m_warnings)
         std::fprintf(stderr, "drutils: %s\n", w.c_str());
     m_warnings.clear();
+}
+
+std::string checkImportFile(const std::string& file) {
+    if (ut::platform::entryKind(cli::wide(file)) == ut::platform::EntryKind::None)
+        return "File not found: " + file;
+    return cli::checkInput(file);
 }
 
 int takeOperands(cli::Args& args, size_t min, size_t max, const std::string& usage, std::vector<std::string>& out) {
