@@ -2,6 +2,7 @@
 // accepts and where it puts it, the files other programs wrote, and ut::Registry's
 // own export, import and copy.
 #include <fcntl.h>
+#include <filesystem>
 #include <functional>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -268,6 +269,51 @@ TEST_F(RegistryFiles, ImportSkipsWhatItCannotReadAndKeepsTheRest) {
         EXPECT_EQ(raw(p, absent).type, ut::platform::kRegNone) << U(absent);
     // The line of garbage counts among them, so that a user hears of it.
     EXPECT_TRUE(log.contains("5 lines skipped, the first at line 7"));
+}
+
+TEST_F(RegistryFiles, ExportsRefuseWhatWouldReadBackAsSomethingElse) {
+    ut::Config::initProfile();
+    const std::wstring setup = L"V17x64\\en_US\\Setup";
+    struct Row {
+        std::wstring name, text;
+        std::string says;
+    };
+    const std::wstring notUtf8 = std::wstring(L"caf") + wchar_t(0xDCE9);
+    const Row rows[] = {
+        {L"=lead", L"v", "its name holds a \"=\""},
+        {L"a\"=\"b", L"v", "its name holds a \"=\""},
+        {L"two\nlines", L"v", "its name holds a line break"},
+        {notUtf8, L"v", "its name holds a byte that is not UTF-8"},
+        {L"cr", L"one\rtwo", "its text holds a carriage return"},
+        {L"latin", notUtf8, "its text holds a byte that is not UTF-8"},
+    };
+    for (const auto& r : rows) {
+        ASSERT_EQ(store()->setValue(product(setup), r.name, RegValue::string(r.text)), RegStatus::Ok);
+        LogCapture log;
+        EXPECT_FALSE(ut::Config::exportGroup(ut::kCfgSetup, dir.wfile("out.reg"), true)) << r.says;
+        EXPECT_TRUE(log.contains(r.says)) << r.says;
+        EXPECT_TRUE(log.contains("of [V17x64/en_US/Setup] cannot be written to a registry file")) << r.says;
+        EXPECT_FALSE(std::filesystem::exists(dir.file("out.reg"))) << "nothing is written";
+        EXPECT_FALSE(ut::Registry::exportKey(ut::kHKeyCurrentUser, L"Software\\Corvane", dir.wfile("out.reg"), true));
+        EXPECT_FALSE(std::filesystem::exists(dir.file("out.reg")));
+        store()->deleteValue(product(setup), r.name);
+    }
+    // A key name with "/" would come back as two keys.
+    ASSERT_EQ(store()->setValue(product(setup).child(L"a/b"), L"x", RegValue::dword(1)), RegStatus::Ok);
+    LogCapture log;
+    EXPECT_FALSE(ut::Config::exportGroup(ut::kCfgSetup, dir.wfile("out.reg"), true));
+    EXPECT_TRUE(log.contains("its name holds a \"/\""));
+
+    // What can be carried travels whole: quotes, backslashes and line feeds of
+    // texts, and names with quotes but no "=".
+    ASSERT_EQ(store()->deleteKey(product(setup)), RegStatus::Ok);
+    ASSERT_EQ(store()->setValue(product(L"V17x64\\en_US\\Profiles\\P"), L"say \"hi\"",
+                                RegValue::string(L"C:\\x\n\"quoted\"")),
+              RegStatus::Ok);
+    ASSERT_TRUE(ut::Config::exportProfile(L"P", dir.wfile("ok.reg"), true));
+    ASSERT_EQ(store()->deleteKey(product(L"V17x64\\en_US\\Profiles\\P")), RegStatus::Ok);
+    ASSERT_TRUE(ut::Config::import(dir.wfile("ok.reg"), true));
+    EXPECT_EQ(raw(L"V17x64\\en_US\\Profiles\\P", L"say \"hi\"").text, L"C:\\x\n\"quoted\"");
 }
 
 TEST_F(RegistryFiles, AFileThatBreaksOffKeepsWhatCameBefore) {

@@ -5,6 +5,11 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <csignal>
+#include <fcntl.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
 #include <cstdlib>
 #include <filesystem>
 #include <functional>
@@ -142,6 +147,37 @@ TEST(ToolFiles, FailuresAreOneLineNamingTheFileAndWhy) {
         EXPECT_FALSE(contains(err, "result")) << err;
     }
     EXPECT_EQ(original, readFile(table));
+}
+
+// A command stopped by a signal while it writes leaves neither its output nor
+// the temporary file it was writing behind.
+TEST(ToolFiles, AnInterruptedCommandLeavesNoTemporaryFile) {
+    for (int signo : {SIGTERM, SIGINT, SIGHUP}) {
+        TempDir dir;
+        int fds[2];
+        ASSERT_EQ(::pipe2(fds, O_CLOEXEC), 0);
+        posix_spawn_file_actions_t actions;
+        posix_spawn_file_actions_init(&actions);
+        posix_spawn_file_actions_adddup2(&actions, fds[0], 0);
+        const std::string out = dir.file("out.bin");
+        const char* argv[] = {DRUTILS_TOOL, "cipher", "encode", "--key-hex", "0011223344556677", "-", out.c_str(),
+                              nullptr};
+        pid_t pid = -1;
+        ASSERT_EQ(posix_spawn(&pid, DRUTILS_TOOL, &actions, nullptr, const_cast<char**>(argv), environ), 0);
+        posix_spawn_file_actions_destroy(&actions);
+        ::close(fds[0]);
+        // The tool waits for more input with its temporary file open.
+        ASSERT_EQ(::write(fds[1], "secret", 6), 6);
+        for (int i = 0; i < 500 && dir.entries().empty(); ++i)
+            ::usleep(10000);
+        ASSERT_EQ(dir.entries().size(), 1u) << "the temporary file is there while the command runs";
+        ::kill(pid, signo);
+        int status = 0;
+        ::waitpid(pid, &status, 0);
+        ::close(fds[1]);
+        EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == signo) << "ends as the signal ends a process";
+        EXPECT_TRUE(dir.entries().empty()) << signo << ": " << dir.entries()[0];
+    }
 }
 
 TEST(ToolFiles, NamesThatAreNotUtf8) {

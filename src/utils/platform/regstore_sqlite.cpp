@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <cerrno>
+#include <climits>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
@@ -170,11 +171,23 @@ std::string systemCause(int error) { return error ? std::string(": ") + std::str
 
 // The path of the file a store path names, links and "." or ".." resolved; for
 // a file not made yet, its folder's real path and its name.
-std::string realFilePath(const std::string& path) {
-    if (char* r = ::realpath(path.c_str(), nullptr)) {
+std::string realFilePath(const std::string& given) {
+    if (char* r = ::realpath(given.c_str(), nullptr)) {
         std::string out(r);
         std::free(r);
         return out;
+    }
+    // A link to a file not made yet: where the link leads.
+    std::string path = given;
+    struct stat st;
+    for (int hops = 0; hops < 40 && ::lstat(path.c_str(), &st) == 0 && S_ISLNK(st.st_mode); ++hops) {
+        std::string target(size_t(PATH_MAX), '\0');
+        const ssize_t n = ::readlink(path.c_str(), target.data(), target.size());
+        if (n <= 0)
+            break;
+        target.resize(size_t(n));
+        const size_t cut = path.rfind('/');
+        path = target[0] == '/' || cut == std::string::npos ? target : path.substr(0, cut + 1) + target;
     }
     const size_t slash = path.rfind('/');
     const std::string dir = slash == std::string::npos ? std::string(".") : slash == 0 ? std::string("/") : path.substr(0, slash);
