@@ -562,6 +562,51 @@ TEST_F(ConfigValues, StoredTextFormats) {
     EXPECT_EQ(Config::entryType(ut::kCfgSetup, L"none"), ut::kCfgTypeUnknown);
 }
 
+// Integers are 32-bit registry numbers, as on Windows: a long that does not fit
+// is refused and logged, never kept as a 64-bit number that a profile export
+// cannot carry; the bounds go through a profile file and back.
+TEST_F(ConfigValues, IntegersAreThirtyTwoBitRegistryNumbers) {
+    using ut::Config;
+    Config::initProfile(L"P");
+    const std::wstring config = L"V17x64\\en_US\\Profiles\\P\\Config";
+    ASSERT_TRUE(Config::writeLong(ut::kCfgConfig, L"Big", 7));
+    {
+        LogCapture log;
+        EXPECT_FALSE(Config::writeLong(ut::kCfgConfig, L"Big", 0x123456789L));
+        EXPECT_FALSE(Config::writeLong(ut::kCfgConfig, L"New", 4294967295L)) << "a DWORD would read back as -1";
+        EXPECT_FALSE(Config::writeLong(ut::kCfgConfig, L"New", -2147483649L));
+        EXPECT_FALSE(Config::writeLong(L"/V17x64/en_US/Profiles/P/Config/New", 2147483648L));
+        ut::ConfigBase base(L"Draftium", L"Corvane");
+        EXPECT_FALSE(base.writeLong(L"/V17x64/en_US/Profiles/P/Config/New", 1L << 40));
+        ASSERT_EQ(5u, log.records().size());
+        EXPECT_EQ(log.records()[0].file, "src/utils/ut_config");
+        EXPECT_EQ(log.records()[0].function, "ut::Config::writeLong");
+        EXPECT_TRUE(log.contains("4886718345 does not fit a 32-bit registry number")) << log.records()[0].text;
+        EXPECT_TRUE(log.contains("/V17x64/en_US/Profiles/P/Config/Big")) << log.records()[0].text;
+        EXPECT_EQ(log.records()[4].function, "ut::ConfigBase::writeLong");
+    }
+    EXPECT_EQ(raw(config, L"Big").number, 7) << "the value before stays";
+    EXPECT_EQ(raw(config, L"New").type, ut::platform::kRegNone);
+
+    ASSERT_TRUE(Config::writeLong(ut::kCfgConfig, L"Max", 2147483647L));
+    ASSERT_TRUE(Config::writeLong(L"/V17x64/en_US/Profiles/P/Config/Min", -2147483648L));
+    ASSERT_TRUE(Config::writeShort(ut::kCfgConfig, L"Short", -32768));
+    ASSERT_TRUE(Config::writeBool(ut::kCfgConfig, L"Bool", true));
+    for (const wchar_t* name : {L"Max", L"Min", L"Short", L"Bool"})
+        EXPECT_EQ(raw(config, name).type, ut::platform::kRegDword) << U(name);
+
+    const std::string file = dir.file("p.reg");
+    ASSERT_TRUE(Config::exportProfile(L"P", W(file)));
+    EXPECT_EQ(readFile(file).find("Unknown type"), std::string::npos) << readFile(file);
+    ASSERT_TRUE(Config::deleteGroup(ut::kCfgConfig));
+    ASSERT_TRUE(Config::import(W(file)));
+    long back = 0;
+    EXPECT_TRUE(Config::read(ut::kCfgConfig, L"Max", back) && back == 2147483647L) << back;
+    EXPECT_TRUE(Config::read(ut::kCfgConfig, L"Min", back) && back == -2147483648L) << back;
+    short s = 0;
+    EXPECT_TRUE(Config::read(ut::kCfgConfig, L"Short", s) && s == -32768) << s;
+}
+
 TEST_F(ConfigValues, PointsAndRectanglesReadOnlyWhenTheyParse) {
     using ut::Config;
     struct Row {

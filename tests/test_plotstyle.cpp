@@ -646,6 +646,31 @@ TEST(PlotStyleTable, ReadStraightFromTheTextAsTheTreeReadsIt) {
     compare(".ctb", "aci_table{\n 0=\"A\n}\n" + styles, "a short colour map");
 }
 
+// Writers that keep colours unsigned print index 5 as 3271557125; "%d" reads
+// back its low 32 bits, the quick way and the general way alike. A number
+// beyond any integer type reads as all bits set, as the C library gives it.
+TEST(PlotStyleTable, NumbersPastThirtyTwoBitsKeepTheirLowBits) {
+    TempDir dir;
+    const std::string styleB = replaced(replaced(replaced(replaced(kStyleA, " 0{", " 1{"), "name=\"A", "name=\"B"),
+                                                 "name=\"A", "name=\"B"),
+                                        "color=-1", "color=-1\n  mode_color=4278190080");
+    const std::string text = std::string("plot_style{\n") + replaced(kStyleA, "color=-1", "color=3271557125") +
+                             replaced(styleB, "lineweight=0", "lineweight=99999999999999999999") + "}\n";
+    for (const char* tail : {"zz_force=1\n", "zz_force =1\n"}) {
+        SCOPED_TRACE(tail);
+        writeFile(dir.file("t.stb"), container(text + tail));
+        OdString error;
+        std::unique_ptr<CPlotStyleTable> t(CPlotStyleTable::read(dir.wfile("t.stb"), &error));
+        ASSERT_TRUE(t) << U(error);
+        ASSERT_EQ(2, t->size());
+        EXPECT_EQ(int(0xC3000005u), t->style(0)->color());
+        EXPECT_EQ(int(0xC3000005u), t->style(0)->mode_color());
+        EXPECT_EQ(5, t->style(0)->color2rgb()) << "plotted in colour 5";
+        EXPECT_EQ(int(0xFF000000u), t->style(1)->mode_color());
+        EXPECT_EQ(-1, t->style(1)->lineWeight());
+    }
+}
+
 TEST(PlotStyleTable, WritingRefusesValuesTheFileCannotHold) {
     // A value that would not read back is refused with the style and key named,
     // in a code page's case with the code page and how to choose another; the

@@ -177,6 +177,8 @@ TEST_F(ToolGroups, ConfigGetSetListDelete) {
     const Row rows[] = {
         {{"config", "set", "17", "s", "text"}, "text\n"},
         {{"config", "set", "--type", "integer", "setup", "i", "-5"}, "-5\n"},
+        {{"config", "set", "--type", "integer", "setup", "max", "2147483647"}, "2147483647\n"},
+        {{"config", "set", "--type", "integer", "setup", "min", "-2147483648"}, "-2147483648\n"},
         {{"config", "set", "--type", "bool", "Setup", "b", "on"}, "1\n"},
         {{"config", "set", "--type", "double", "setup", "d", "0.1"}, "0.1\n"},
         {{"config", "set", "--type", "binary", "setup", "x", "0aff00"}, "0a,ff,00\n"},
@@ -203,6 +205,15 @@ TEST_F(ToolGroups, ConfigGetSetListDelete) {
           {"config", "get", "99", "n"},
           {"config", "set", "--json", "setup", "n", "1"}})
         EXPECT_EQ(run(bad), 2) << bad[bad.size() - 2];
+    // integers are the store's 32-bit numbers: a wider one is refused, not stored
+    // as a kind a profile export cannot carry
+    for (const char* wide : {"4294967295", "2147483648", "-2147483649", "99999999999999999999"}) {
+        EXPECT_EQ(run({"config", "set", "--type", "integer", "setup", "n", wide}), 1) << wide;
+        EXPECT_NE(lastErr.find("Setup/n: " + std::string(wide) + " does not fit an integer entry (a 32-bit number"),
+                  std::string::npos)
+            << lastErr;
+    }
+    EXPECT_EQ(run({"config", "set", "--type", "rect", "setup", "n", "1,2,3,4294967296"}), 2);
     EXPECT_EQ(run({"config", "get", "setup", "n"}), 1);
     EXPECT_EQ(std::count(lastErr.begin(), lastErr.end(), '\n'), 1);
 

@@ -469,15 +469,30 @@ TEST_F(RegistryKeys, AnOpenKeyAndItsValues) {
     EXPECT_FALSE(reg.write(L"x", 1L)) << "nothing is open";
     ASSERT_TRUE(reg.create(ut::kHKeyLocalMachine, L"Software\\Vendor"));
     EXPECT_TRUE(ut::Registry::verifyKey(ut::kHKeyLocalMachine, L"SOFTWARE\\vendor"));
-    ASSERT_TRUE(reg.write(L"n", 4000000000L));
+    ASSERT_TRUE(reg.write(L"n", -2147483648L));
     ASSERT_TRUE(reg.write(L"s", OdString(L"text")));
-    EXPECT_EQ(reg.valueType(L"n"), ut::kRegTypeQword) << "a number past 32 bits keeps its value";
+    EXPECT_EQ(reg.valueType(L"n"), ut::kRegTypeDword);
     EXPECT_EQ(reg.valueType(L"S"), ut::kRegTypeString);
     EXPECT_EQ(reg.valueType(L"none"), ut::kRegTypeNone);
     long n = 0;
     EXPECT_TRUE(reg.read(L"n", n));
-    EXPECT_EQ(n, 4000000000L);
+    EXPECT_EQ(n, -2147483648L);
     EXPECT_FALSE(reg.read(L"s", n)) << "a string is no number";
+
+    // numbers are DWORDs, as on Windows: one past 32 bits is refused and logged,
+    // also when verifyData would write it
+    {
+        LogCapture log;
+        EXPECT_FALSE(reg.write(L"n", 4000000000L));
+        EXPECT_FALSE(reg.verifyData(L"n", true, 4000000000L));
+        ASSERT_EQ(2u, log.records().size());
+        EXPECT_EQ(log.records()[0].file, "src/utils/ut_registry");
+        EXPECT_EQ(log.records()[0].function, "ut::Registry::write");
+        EXPECT_TRUE(log.contains("4000000000 does not fit a 32-bit registry number"));
+    }
+    EXPECT_TRUE(reg.read(L"n", n));
+    EXPECT_EQ(n, -2147483648L) << "the value before stays";
+    EXPECT_EQ(reg.valueType(L"n"), ut::kRegTypeDword);
 
     // verifyData compares, and writes only when asked
     EXPECT_TRUE(reg.verifyData(L"s", false, OdString(L"text")));

@@ -667,15 +667,35 @@ template <class T> bool writeAt(const wxString& key, const T& value) {
     return c->Write(target, value) && batch.commit();
 }
 
+// Every integer write goes through here, so that none stores a 64-bit number.
+bool writeNumber(const wxString& key, long value, const char* function) {
+    if (!config_detail::fitsRegistryNumber(value)) {
+        config_detail::logNumberTooWide(kSource, function, od(key), value);
+        return false;
+    }
+    return writeAt(key, value);
+}
+
 } // namespace
+
+namespace config_detail {
+
+void logNumberTooWide(const char* file, const char* function, const OdString& name, long value) {
+    logError(file, function, L"%ld does not fit a 32-bit registry number (%d to %d); \"%ls\" is not written", value,
+             INT32_MIN, INT32_MAX, name.c_str());
+}
+
+} // namespace config_detail
 
 bool Config::writeBool(ECfgGroup group, const OdString& key, bool value) { return writeAt(entryKey(group, key), value); }
 
 bool Config::writeShort(ECfgGroup group, const OdString& key, short value) {
-    return writeAt(entryKey(group, key), long(value));
+    return writeNumber(entryKey(group, key), long(value), "ut::Config::writeShort");
 }
 
-bool Config::writeLong(ECfgGroup group, const OdString& key, long value) { return writeAt(entryKey(group, key), value); }
+bool Config::writeLong(ECfgGroup group, const OdString& key, long value) {
+    return writeNumber(entryKey(group, key), value, "ut::Config::writeLong");
+}
 
 bool Config::writeString(ECfgGroup group, const OdString& key, const OdString& value) {
     return writeAt(entryKey(group, key), wx(value));
@@ -715,7 +735,9 @@ bool Config::writeBinary(ECfgGroup group, const OdString& key, const wxMemoryBuf
     return writeAt(entryKey(group, key), value);
 }
 
-bool Config::writeLong(const OdString& path, long value) { return !path.isEmpty() && writeAt(wx(path), value); }
+bool Config::writeLong(const OdString& path, long value) {
+    return !path.isEmpty() && writeNumber(wx(path), value, "ut::Config::writeLong");
+}
 
 bool Config::writeDouble(const OdString& path, double value) { return !path.isEmpty() && writeAt(wx(path), value); }
 
@@ -941,7 +963,13 @@ bool ConfigBase::read(const OdString& path, OdString& value) const {
 
 bool ConfigBase::writeBool(const OdString& path, bool value) { return m_config && m_config->Write(wx(path), value); }
 
-bool ConfigBase::writeLong(const OdString& path, long value) { return m_config && m_config->Write(wx(path), value); }
+bool ConfigBase::writeLong(const OdString& path, long value) {
+    if (!config_detail::fitsRegistryNumber(value)) {
+        config_detail::logNumberTooWide(kSource, "ut::ConfigBase::writeLong", path, value);
+        return false;
+    }
+    return m_config && m_config->Write(wx(path), value);
+}
 
 bool ConfigBase::writeString(const OdString& path, const OdString& value) {
     return m_config && m_config->Write(wx(path), wx(value));

@@ -4,6 +4,7 @@
 
 #include "platform/codepage.h"
 #include "platform/regstore.h"
+#include "ut_config_internal.h"
 #include "ut_log.h"
 #include "ut_regconfig.h"
 #include "ut_regfile.h"
@@ -237,7 +238,15 @@ bool Registry::read(const OdString& name, wxMemoryBuffer& value) const {
     return m_key && m_key->QueryValue(wx(name), value);
 }
 
-bool Registry::write(const OdString& name, long value) { return m_key && m_key->SetValue(wx(name), value); }
+bool Registry::write(const OdString& name, long value) {
+    if (!m_key)
+        return false;
+    if (!config_detail::fitsRegistryNumber(value)) {
+        config_detail::logNumberTooWide(kSource, "ut::Registry::write", name, value);
+        return false;
+    }
+    return m_key->SetValue(wx(name), value);
+}
 
 bool Registry::write(const OdString& name, const OdString& value) {
     return m_key && m_key->SetValue(wx(name), wx(value));

@@ -811,11 +811,15 @@ int runCustomPapers(cli::Args& args) {
             if (!rest.empty())
                 return cli::usage("--margins needs four numbers: L,B,R,T");
         }
+        // The library takes a paper without a name, for a dialog that names it
+        // next; here nothing would name it, and it would show blank.
+        if (name.empty())
+            return cli::fail("paper '': a paper needs a name");
         if (list.isDuplicateName(wxString(cli::wide(name).str())))
             return cli::fail("paper '" + name + "': the configuration already has a paper of that name");
         if (!list.append(wxString(cli::wide(name).str())))
-            return cli::fail("paper '" + name + "': refused (an empty name, '{', a line break, longer than 400 "
-                             "characters, or a full list)");
+            return cli::fail("paper '" + name + "': refused ('{', a line break, longer than 400 characters, or a "
+                             "full list)");
         const int i = list.size() - 1;
         list.setSize(i, w, h);
         list.setLeftMargin(i, m[0]);
@@ -842,6 +846,8 @@ int runCustomPapers(cli::Args& args) {
                 bool ok = true;
                 if (key == "name") {
                     const wxString name(cli::wide(value).str());
+                    if (name.empty())
+                        return cli::fail("paper " + args[2] + ": a paper needs a name");
                     if (name != list.getName(i) && list.isDuplicateName(name))
                         return cli::fail("paper '" + value + "': the configuration already has a paper of that name");
                     ok = list.setName(i, name);
