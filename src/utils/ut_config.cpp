@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <cwchar>
 #include <cwctype>
+#include <optional>
 
 #include <wx/app.h>
 #include <wx/display.h>
@@ -250,10 +251,18 @@ void Config::updatePaths() {
 }
 
 void Config::initProfile(const OdString& name) {
-    s_currentProfileName = name.isEmpty() ? profileNameFromRegistry() : name;
     initBase();
-    initPaths();
-    updatePaths();
+    {
+        // The name and whether its key exists are read from one state of the
+        // store: a rename by another process between the two would make an
+        // existing profile look new, and its first write would make a ghost.
+        std::optional<platform::RegStore::ReadSnapshot> snapshot;
+        if (RegConfig* config = config_detail::regConfig())
+            snapshot.emplace(config->Store());
+        s_currentProfileName = name.isEmpty() ? profileNameFromRegistry() : name;
+        initPaths();
+        updatePaths();
+    }
     // The object may have been made before the profile was known.
     if (RegConfig* config = config_detail::regConfig())
         config->SetExpandRegValues(getREGEXPAND());

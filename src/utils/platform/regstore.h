@@ -204,6 +204,22 @@ public:
         bool m_open = true;
     };
 
+    // Reads on the calling thread see one state of the file until it ends, so
+    // that several reads that belong together (a name and whether its key
+    // exists) cannot straddle another process's change. No writes inside it.
+    // Does nothing inside a Batch, which already sees one state.
+    class DRUTILS_API ReadSnapshot {
+    public:
+        explicit ReadSnapshot(RegStore& store);
+        ~ReadSnapshot();
+        ReadSnapshot(const ReadSnapshot&) = delete;
+        ReadSnapshot& operator=(const ReadSnapshot&) = delete;
+
+    private:
+        RegStore* m_store;
+        bool m_began = false;
+    };
+
     struct Impl;
 
 private:

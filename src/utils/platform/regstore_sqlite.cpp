@@ -1387,6 +1387,31 @@ RegStore::Batch::Batch(RegStore& store) : m_store(&store) {
 
 RegStore::Batch::~Batch() { commit(); }
 
+RegStore::ReadSnapshot::ReadSnapshot(RegStore& store) : m_store(&store) {
+    store.m_mutex.lock();
+    Impl& impl = *store.m_impl;
+    if (impl.open() != RegStatus::Ok || impl.inTransaction() || impl.exec("BEGIN") != SQLITE_OK)
+        return;
+    m_began = true;
+    // The first read of the file fixes the state the transaction sees; only then
+    // does the data version tell whether the cache still matches it.
+    int64_t v = 0;
+    if (impl.exec("SELECT 1 FROM sqlite_master LIMIT 1") != SQLITE_OK || impl.readDataVersion(v) != SQLITE_OK) {
+        impl.resetCache();
+        return;
+    }
+    if (v != impl.dataVersion) {
+        impl.resetCache();
+        impl.dataVersion = v;
+    }
+}
+
+RegStore::ReadSnapshot::~ReadSnapshot() {
+    if (m_began)
+        m_store->m_impl->exec("COMMIT");
+    m_store->m_mutex.unlock();
+}
+
 RegStatus RegStore::Batch::begin() {
     // A write with no change takes the write lock and reads the database's
     // current state into the cache, as the first change of the batch would.
