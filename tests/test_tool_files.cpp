@@ -6,12 +6,19 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <functional>
 #include <memory>
 #include <sstream>
 #include <string>
 #include <vector>
+
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/sysmacros.h>
+#include <sys/un.h>
+#include <unistd.h>
 
 #include "platform/codepage.h"
 #include "platform/files.h"
@@ -99,6 +106,114 @@ TEST(ToolFiles, CreatingCommandsNeverReplaceOrReadWhatTheyShouldNot) {
     }
     EXPECT_EQ((std::vector<std::string>{"folder", "plain", "table.ctb", "text.txt"}), dir.entries())
         << "nothing left behind";
+}
+
+// --force replaces a file, never a pipe, device or socket that sits at OUT (nor
+// what a link there points at); commands whose output is a stream take "-" for
+// standard output instead.
+TEST(ToolFiles, OutputsThatAreNotRegularFilesAreNeverReplaced) {
+    TempDir dir;
+    fs::create_directory(dir.file("store"));
+    fs::create_directory(dir.file("tmp"));
+    EnvGuard store("DRUTILS_REGISTRY_DB", dir.file("store/registry.db").c_str());
+    EnvGuard tmp("TMPDIR", dir.file("tmp").c_str());
+    EnvGuard cups("CUPS_SERVER", dir.file("no-scheduler").c_str());
+    writeFile(dir.file("table.ctb"), readFile(dataFile("color-dependent-factory.ctb")));
+    writeFile(dir.file("text.txt"), "description=\"x\nplot_style{\n}\n");
+    writeFile(dir.file("plain"), "some plain text");
+    ASSERT_EQ(0, runTool({"config", "set", "Setup", "k", "v"}));
+    ASSERT_EQ(0, runTool({"profile", "create", "P"}));
+
+    // What sits at OUT, and how to tell it is still that.
+    struct Special {
+        std::string name;
+        bool (*still)(const fs::path&);
+    };
+    std::vector<Special> specials;
+    ASSERT_EQ(0, mkfifo(dir.file("pipe").c_str(), 0644));
+    specials.push_back({"pipe", [](const fs::path& p) { return fs::is_fifo(fs::symlink_status(p)); }});
+    fs::create_symlink(dir.file("pipe"), dir.file("link-to-pipe"));
+    specials.push_back({"link-to-pipe", [](const fs::path& p) {
+                            return fs::is_symlink(fs::symlink_status(p)) && fs::is_fifo(fs::status(p));
+                        }});
+    {
+        const int fd = ::socket(AF_UNIX, SOCK_STREAM, 0);
+        sockaddr_un addr{};
+        addr.sun_family = AF_UNIX;
+        const std::string path = dir.file("socket");
+        ASSERT_LT(path.size(), sizeof addr.sun_path);
+        std::strcpy(addr.sun_path, path.c_str());
+        ASSERT_EQ(0, ::bind(fd, reinterpret_cast<sockaddr*>(&addr), sizeof addr));
+        ::close(fd);
+        specials.push_back({"socket", [](const fs::path& p) { return fs::is_socket(fs::symlink_status(p)); }});
+    }
+    // The null device under another name; only root may make one.
+    if (::mknod(dir.file("device").c_str(), S_IFCHR | 0666, makedev(1, 3)) == 0)
+        specials.push_back({"device", [](const fs::path& p) { return fs::is_character_file(fs::symlink_status(p)); }});
+
+    struct Command {
+        const char* name;
+        bool stream; // takes "-" for standard output
+        std::function<std::vector<std::string>(const std::string& out)> args;
+    };
+    const std::string table = dir.file("table.ctb"), text = dir.file("text.txt"), plain = dir.file("plain");
+    const Command commands[] = {
+        {"style new", false, [](auto& out) { return std::vector<std::string>{"style", "new", "ctb", out}; }},
+        {"style convert", false, [&](auto& out) { return std::vector<std::string>{"style", "convert", table, out}; }},
+        {"style render", true, [&](auto& out) { return std::vector<std::string>{"style", "render", table, out}; }},
+        {"pia pack", false,
+         [&](auto& out) { return std::vector<std::string>{"pia", "pack", text, out, "--kind", "ctb"}; }},
+        {"cipher encode", true,
+         [&](auto& out) { return std::vector<std::string>{"cipher", "encode", "--key-hex", "0011", plain, out}; }},
+        {"pc3 new", false, [](auto& out) { return std::vector<std::string>{"pc3", "new", "Print As PDF", out}; }},
+        {"profile export", true, [](auto& out) { return std::vector<std::string>{"profile", "export", "P", out}; }},
+        {"reg export", true, [](auto& out) { return std::vector<std::string>{"reg", "export", "Setup", out}; }},
+    };
+    for (const Command& c : commands) {
+        SCOPED_TRACE(c.name);
+        for (const Special& special : specials) {
+            SCOPED_TRACE(special.name);
+            const std::string out = dir.file(special.name);
+            for (bool force : {false, true}) {
+                std::vector<std::string> args = c.args(out);
+                if (force)
+                    args.push_back("--force");
+                std::string err;
+                EXPECT_EQ(1, runTool(args, nullptr, &err));
+                EXPECT_EQ(out + ": not a regular file (a pipe, device or socket), which is never replaced" +
+                              (c.stream ? "; \"-\" writes to standard output" : "") + "\n",
+                          err.substr(err.find(' ') + 1));
+                EXPECT_TRUE(special.still(out));
+            }
+        }
+        if (c.stream) {
+            std::string out, err;
+            EXPECT_EQ(0, runTool(c.args("-"), &out, &err)) << err;
+            EXPECT_FALSE(out.empty());
+            EXPECT_EQ("", err);
+        }
+    }
+    // The writer refuses by itself, whoever checked before it, also a pipe that
+    // appears while it writes.
+    {
+        ut::platform::AtomicFileWriter w(W(dir.file("link-to-pipe")));
+        EXPECT_FALSE(w.file());
+        EXPECT_EQ(ut::platform::FileStatus::NotRegularFile, w.status());
+    }
+    {
+        ut::platform::AtomicFileWriter w(W(dir.file("late")));
+        ASSERT_TRUE(w.file());
+        ASSERT_EQ(0, mkfifo(dir.file("late").c_str(), 0644));
+        EXPECT_FALSE(w.commit());
+        EXPECT_EQ(ut::platform::FileStatus::NotRegularFile, w.status());
+        EXPECT_TRUE(fs::is_fifo(dir.file("late")));
+    }
+    std::vector<std::string> expected{"late",  "link-to-pipe", "pipe",     "plain",
+                                      "socket", "store",       "table.ctb", "text.txt", "tmp"};
+    if (specials.back().name == "device")
+        expected.insert(expected.begin(), "device");
+    EXPECT_EQ(expected, dir.entries()) << "nothing left behind";
+    EXPECT_TRUE(fs::is_empty(dir.file("tmp"))) << "standard output went through a file that is gone";
 }
 
 TEST(ToolFiles, FailuresAreOneLineNamingTheFileAndWhy) {

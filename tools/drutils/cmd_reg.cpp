@@ -16,7 +16,8 @@ const char kHelp[] =
     "  export [--force] GROUP-OR-PATH FILE\n"
     "                        write a group (a number or key word, see 'drutils config --help')\n"
     "                        or a key path below the product key (\"V17x64/en_US/Profiles/Work\")\n"
-    "                        with everything below it; an existing FILE only with --force\n"
+    "                        with everything below it; an existing FILE only with --force;\n"
+    "                        \"-\" writes to standard output\n"
     "  import FILE           read a registry file into the current language's profiles: keys\n"
     "                        from another version or language land below this one's \"Profiles\"\n";
 
@@ -25,7 +26,8 @@ int exportGroup(cli::Args& args) {
     std::vector<std::string> ops;
     if (int rc = storecli::takeOperands(args, 2, 2, "reg export needs GROUP-OR-PATH and FILE", ops))
         return rc;
-    if (std::string why = cli::checkOutput(ops[1], {}, force); !why.empty())
+    cli::StreamOutput out(ops[1]);
+    if (std::string why = out.prepare({}, force); !why.empty())
         return cli::fail(why);
     ut::ECfgGroup group;
     std::string error;
@@ -40,10 +42,12 @@ int exportGroup(cli::Args& args) {
             path = path.mid(prefix.getLength());
     while (!path.isEmpty() && path.getAt(0) == L'/')
         path = path.mid(1);
-    const bool ok = isGroup ? ut::Config::exportGroup(group, cli::wide(ops[1]), true)
-                            : ut::Config::exportGroup(path, cli::wide(ops[1]), true);
+    const bool ok = isGroup ? ut::Config::exportGroup(group, cli::wide(out.path()), true)
+                            : ut::Config::exportGroup(path, cli::wide(out.path()), true);
     if (!ok)
         return log.fail(ops[1] + ": not written");
+    if (std::string why = out.finish(); !why.empty())
+        return cli::fail(why);
     log.flushWarnings();
     return cli::kOk;
 }

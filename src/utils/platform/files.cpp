@@ -573,6 +573,18 @@ bool renameNoReplace(const std::string& from, const std::string& to) {
     return true;
 }
 
+// Checked again just before the rename: what sits at the name may have changed
+// while the file was written. False with errno set when it is no regular file.
+bool replaceable(const std::string& path) {
+    struct stat st;
+    if (::stat(path.c_str(), &st) != 0)
+        return true; // gone or never there: the rename makes it
+    if (S_ISREG(st.st_mode))
+        return true;
+    errno = S_ISDIR(st.st_mode) ? EISDIR : ENODEV;
+    return false;
+}
+
 } // namespace
 
 AtomicFileWriter::AtomicFileWriter(const OdString& destination, bool replaceExisting)
@@ -584,12 +596,18 @@ AtomicFileWriter::AtomicFileWriter(const OdString& destination, bool replaceExis
             m_destination = resolved;
     }
     const bool existing = ::stat(m_destination.c_str(), &st) == 0;
-    if (existing && !m_replace) {
-        m_status = FileStatus::Exists;
-        return;
-    }
     if (existing && S_ISDIR(st.st_mode)) {
         m_status = FileStatus::Directory;
+        return;
+    }
+    // A pipe, device or socket is not content this writer could replace: a rename
+    // over /dev/sda or a FIFO a reader waits on would swap it for a plain file.
+    if (existing && !S_ISREG(st.st_mode)) {
+        m_status = FileStatus::NotRegularFile;
+        return;
+    }
+    if (existing && !m_replace) {
+        m_status = FileStatus::Exists;
         return;
     }
     // A rename would replace a file its owner made read-only as readily as any
@@ -646,6 +664,10 @@ bool AtomicFileWriter::commit() {
         error = errno;
     }
     m_file = nullptr;
+    if (ok && m_replace && !replaceable(m_destination)) {
+        ok = false;
+        error = errno;
+    }
     if (ok) {
         ok = m_replace ? ::rename(m_temporary.c_str(), m_destination.c_str()) == 0
                        : renameNoReplace(m_temporary, m_destination);

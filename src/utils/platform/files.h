@@ -131,10 +131,13 @@ DRUTILS_API OdString createUniqueFile(const OdString& prefix, const OdString& su
 // old content and the new file is removed. The new file is readable by its owner
 // only until commit() gives it the destination's permissions (those of the file it
 // replaces, else the usual ones for a new file). A symbolic link at destination is
-// followed: the file it points to is replaced, the link stays. A file the caller
-// may not write (read-only) is not replaced (AccessDenied). With replaceExisting
-// false, commit() fails (status Exists) when destination exists by then, however
-// late it appeared: nothing is ever replaced.
+// followed: the file it points to is replaced, the link stays. Only a regular file
+// is ever replaced: a directory (Directory) or a pipe, device or socket
+// (NotRegularFile) at destination is refused, also one that appears there while
+// the new file is written. A file the caller may not write (read-only) is not
+// replaced (AccessDenied). With replaceExisting false, commit() fails (status
+// Exists) when destination exists by then, however late it appeared: nothing is
+// ever replaced.
 class DRUTILS_API AtomicFileWriter {
 public:
     explicit AtomicFileWriter(const OdString& destination, bool replaceExisting = true);
