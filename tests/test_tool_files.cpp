@@ -216,6 +216,56 @@ TEST(ToolFiles, OutputsThatAreNotRegularFilesAreNeverReplaced) {
     EXPECT_TRUE(fs::is_empty(dir.file("tmp"))) << "standard output went through a file that is gone";
 }
 
+// A replacement keeps the owner, group and mode of the file it replaces: root
+// editing a user's table leaves the user able to read it. Through a link, the
+// link stays and its target keeps its owner.
+TEST(ToolFiles, EditsKeepOwnerGroupAndMode) {
+    if (::geteuid() != 0)
+        GTEST_SKIP() << "giving files to another user needs root";
+    TempDir dir;
+    const uid_t user = 12345;
+    const gid_t group = 23456;
+    struct Edit {
+        const char *name, *file, *data;
+        std::vector<std::string> args; // after the file
+        std::string command;
+    };
+    const Edit edits[] = {
+        {"style set", "t.ctb", "color-dependent-factory.ctb", {"#1", "screen=50"}, "style set"},
+        {"pc3 set", "p.pc3", "printer-hpgl-raw-device-data.pc3", {"number_of_copies=3"}, "pc3 set"},
+        {"pc3 custom set", "c.pc3", "printer-hpgl-raw-device-data.pc3", {"set", "extra", "1", "--kind", "int"},
+         "pc3 custom"},
+        {"pc3 papers add", "q.pc3", "printer-hpgl-raw-device-data.pc3", {"add", "Mine", "100", "200"},
+         "pc3 papers"},
+    };
+    for (const Edit& e : edits) {
+        SCOPED_TRACE(e.name);
+        const std::string path = dir.file(e.file);
+        writeFile(path, readFile(dataFile(e.data)));
+        ASSERT_EQ(0, ::chown(path.c_str(), user, group));
+        ASSERT_EQ(0, ::chmod(path.c_str(), 0640));
+        fs::create_symlink(path, dir.file(std::string("link-") + e.file));
+        const std::string original = readFile(path);
+        for (const std::string& name : {path, dir.file(std::string("link-") + e.file)}) {
+            const size_t space = e.command.find(' ');
+            std::vector<std::string> args{e.command.substr(0, space), e.command.substr(space + 1), name};
+            args.insert(args.end(), e.args.begin(), e.args.end());
+            if (e.command == "pc3 papers" && name != path)
+                args[4] = "Mine2";
+            std::string err;
+            ASSERT_EQ(0, runTool(args, nullptr, &err)) << err;
+            struct stat st {};
+            ASSERT_EQ(0, ::stat(path.c_str(), &st));
+            EXPECT_EQ(user, st.st_uid);
+            EXPECT_EQ(group, st.st_gid);
+            EXPECT_EQ(0640u, st.st_mode & 07777u);
+            EXPECT_TRUE(fs::is_symlink(dir.file(std::string("link-") + e.file)));
+        }
+        EXPECT_NE(original, readFile(path));
+    }
+    EXPECT_EQ(8u, dir.entries().size()) << "nothing left behind";
+}
+
 TEST(ToolFiles, FailuresAreOneLineNamingTheFileAndWhy) {
     TempDir dir;
     fs::create_directory(dir.file("folder"));

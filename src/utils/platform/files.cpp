@@ -617,6 +617,10 @@ AtomicFileWriter::AtomicFileWriter(const OdString& destination, bool replaceExis
         return;
     }
     m_finalMode = existing ? unsigned(st.st_mode & 07777) : unsigned(0666 & ~currentUmask());
+    if (existing) {
+        m_owner = (long long)st.st_uid;
+        m_group = (long long)st.st_gid;
+    }
     // Made as createUniqueFile makes its files: exclusively (never through a link
     // planted at the name) and owner only while it is written, since what goes in
     // may be private (deciphered text) and is incomplete until commit.
@@ -638,6 +642,29 @@ AtomicFileWriter::AtomicFileWriter(const OdString& destination, bool replaceExis
 
 AtomicFileWriter::~AtomicFileWriter() { discard(); }
 
+unsigned AtomicFileWriter::keepOwner(int fd) const {
+    if (m_owner < 0)
+        return m_finalMode;
+    struct stat st;
+    if (::fstat(fd, &st) != 0)
+        return m_finalMode & 0777;
+    const uid_t owner = uid_t(m_owner);
+    const gid_t group = gid_t(m_group);
+    // Before the mode: a change of owner clears the set-ID bits.
+    if ((st.st_uid != owner || st.st_gid != group) && ::fchown(fd, owner, group) != 0 && st.st_gid != group)
+        (void)::fchown(fd, uid_t(-1), group); // a member of the group may keep at least that
+    if (::fstat(fd, &st) != 0)
+        return m_finalMode & 0777;
+    // A set-ID bit grants the rights of whom the file belongs to: never carried
+    // over to a file that now belongs to someone else.
+    unsigned mode = m_finalMode;
+    if (st.st_uid != owner)
+        mode &= ~unsigned(S_ISUID);
+    if (st.st_gid != group)
+        mode &= ~unsigned(S_ISGID);
+    return mode;
+}
+
 void AtomicFileWriter::discard() {
     if (m_file) {
         std::fclose(m_file);
@@ -656,7 +683,7 @@ bool AtomicFileWriter::commit() {
         return false;
     }
     errno = 0;
-    bool ok = std::fflush(m_file) == 0 && ::fchmod(fileno(m_file), mode_t(m_finalMode)) == 0 &&
+    bool ok = std::fflush(m_file) == 0 && ::fchmod(fileno(m_file), mode_t(keepOwner(fileno(m_file)))) == 0 &&
               ::fsync(fileno(m_file)) == 0;
     int error = errno;
     if (std::fclose(m_file) != 0 && ok) {
