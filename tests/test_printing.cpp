@@ -553,6 +553,44 @@ TEST_F(Printing, PaperNameOfTheConfiguration) {
     }
 }
 
+// A configuration applied with the printing system out of reach fails with that
+// reason, not with a word about its paper; the library's warning names why the
+// printer's papers could not be asked for.
+TEST_F(Printing, ApplyingWithoutThePrintingSystemSaysSo) {
+    TempDir dir;
+    auto cfg = createFor(L"Laser_Color");
+    ASSERT_TRUE(cfg);
+    ASSERT_EQ(0, cfg->write(dir.wfile("laser.pc3").c_str()));
+    cfg->meta.defaultSystemCfg = true;
+    ASSERT_EQ(0, cfg->write(dir.wfile("default.pc3").c_str()));
+
+    const std::string server = std::getenv("CUPS_SERVER") ? std::getenv("CUPS_SERVER") : "";
+    setenv("CUPS_SERVER", (dir.path() + "/no-scheduler.sock").c_str(), 1);
+    std::string out[3], err[3];
+    const int rc[3] = {runTool({"pc3", "apply", dir.file("laser.pc3")}, &out[0], &err[0]),
+                       runTool({"pc3", "apply", "--json", dir.file("laser.pc3")}, &out[1], &err[1]),
+                       runTool({"pc3", "apply", dir.file("default.pc3")}, &out[2], &err[2])};
+    setenv("CUPS_SERVER", server.c_str(), 1);
+    for (int i = 0; i < 3; ++i) {
+        SCOPED_TRACE(i);
+        EXPECT_EQ(1, rc[i]);
+        EXPECT_EQ("", out[i]);
+        EXPECT_NE(std::string::npos, err[i].find(": cannot reach the printing system at " + dir.path() +
+                                                 "/no-scheduler.sock (is its scheduler running?)\n"))
+            << err[i];
+        EXPECT_EQ(std::string::npos, err[i].find("paper")) << err[i];
+    }
+    EXPECT_EQ("drutils: " + dir.file("laser.pc3") + ": cannot reach", err[0].substr(0, err[0].find(" the ")));
+
+    CPlotCfg3 missing = *cfg;
+    missing.meta.winDeviceName = L"No_Such_Printer";
+    LogCapture log;
+    ut::PrintData data;
+    ASSERT_TRUE(missing.toPrintData(data));
+    EXPECT_TRUE(log.contains("The papers of No_Such_Printer cannot be asked for: no printer named 'No_Such_Printer'"));
+    EXPECT_FALSE(log.contains("is not a paper of"));
+}
+
 TEST_F(Printing, MalformedDeviceModesAreRefused) {
     ut::PrintData data(L"Laser_Color");
     ut::DEVMODE_RAII record(data);

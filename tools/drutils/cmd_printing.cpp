@@ -166,6 +166,10 @@ int pc3Apply(cli::Args& args) {
     PrintingSupport support;
     bool found = false;
     std::unique_ptr<CPlotCfg3> cfg(CPlotCfg3::read(cli::wide(args[0]).c_str(), found));
+    // What the configuration gives on this system cannot be told without the
+    // printing system; a paper or printer it could not check is not to blame.
+    if ((!cfg || (!found && !cfg->isPdfExport())) && ut::printingSystemUnreachable())
+        return printingFailure(args[0]);
     if (!cfg)
         return cli::kFailure;
     if (cfg->isPdfExport()) {
