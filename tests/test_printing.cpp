@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <memory>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -116,6 +117,48 @@ TEST_F(Printing, SystemPrintersComeLocalFirstWithTheDefaultMarked) {
         << out;
     EXPECT_LT(out.find("PDF_Writer"), out.find("Annex_Remote"));
     EXPECT_NE(std::string::npos, out.find(R"("name":"Annex_Remote","default":false,"local":false)"));
+}
+
+// The printer list keeps its columns in line for names of any script: a name's
+// width is what it takes on screen, not its bytes or characters.
+TEST_F(Printing, PrinterListAlignsNamesByTheirWidthOnScreen) {
+    struct Queue {
+        std::string name;
+        size_t width; // columns on a terminal
+    };
+    const Queue added[] = {
+        {"Drucker_B\xc3\xbcro", 12},                             // 2 bytes, 1 column
+        {"\xe6\x97\xa5\xe6\x9c\xac_Plotter", 12},                // wide: 3 bytes, 2 columns each
+        {"Cafe\xcc\x81", 4},                                     // a combining accent takes none
+        {"Plotter_im_zweiten_Stock_Nord", 29},                   // wider than the usual column
+    };
+    struct Removal {
+        const Queue* queues;
+        ~Removal() {
+            for (size_t i = 0; i < 4; ++i)
+                PrivateScheduler::run("lpadmin -x '" + queues[i].name + "'");
+        }
+    } removal{added};
+    for (const Queue& q : added)
+        ASSERT_TRUE(PrivateScheduler::run("lpadmin -p '" + q.name + "' -E -v file:///dev/null")) << q.name;
+
+    std::string out, err;
+    ASSERT_EQ(0, runTool({"printers"}, &out, &err)) << err;
+    std::istringstream lines(out);
+    std::vector<size_t> column; // where "local" or "remote" starts, in columns
+    for (std::string line; std::getline(lines, line);) {
+        size_t width = 0;
+        for (const Queue& q : added)
+            if (line.compare(2, q.name.size() + 1, q.name + " ") == 0)
+                width = q.width;
+        if (width == 0) // the known queues are ASCII
+            width = line.find(' ', 2) - 2;
+        const size_t name = 2 + line.substr(2).find_first_of(' ');
+        const size_t blanks = line.find_first_not_of(' ', name) - name;
+        column.push_back(2 + width + blanks);
+    }
+    ASSERT_EQ(8u, column.size()) << out;
+    EXPECT_EQ(std::vector<size_t>(8, 2 + 29 + 1), column) << out;
 }
 
 TEST_F(Printing, PrinterFacts) {

@@ -342,18 +342,23 @@ TEST(ToolFiles, OutputPeopleRead) {
     TempDir dir;
     std::string out, err, help;
 
-    // Columns stay in line for long and non-ASCII names: counted in characters.
+    // Columns stay in line for long and non-ASCII names: counted in columns on
+    // screen, where each of the three East Asian characters takes two.
+    EnvGuard page("DRUTILS_ANSI_CODEPAGE", "65001");
     std::unique_ptr<CPlotStyleTable> t(CPlotStyleTable::create(false));
     ASSERT_EQ(1, t->addStyle(W("Gr\xc3\xb6\xc3\x9f" "e \xc3\xbc").c_str(), 0));
     ASSERT_EQ(2, t->addStyle(W(std::string(31, 'L')).c_str(), 1));
+    const std::string wide = "\xe6\x97\xa5\xe6\x9c\xac\xe8\xaa\x9e";
+    ASSERT_EQ(3, t->addStyle(W(wide).c_str(), 2));
     ASSERT_TRUE(t->write(W(dir.file("names.stb"))));
     ASSERT_EQ(0, runTool({"style", "show", dir.file("names.stb")}, &out, &err)) << err;
     std::istringstream table(out.substr(out.find("\n#") + 1));
     std::vector<size_t> colourColumn; // where the header's "colour" and each row's colour start
     for (std::string line; std::getline(table, line);)
-        colourColumn.push_back(ut::platform::utf8ToWide(line).find(colourColumn.empty() ? L"colour" : L"object"));
-    ASSERT_EQ(4u, colourColumn.size()) << out;
-    EXPECT_EQ(std::vector<size_t>(4, colourColumn[0]), colourColumn) << out;
+        colourColumn.push_back(ut::platform::utf8ToWide(line).find(colourColumn.empty() ? L"colour" : L"object") +
+                               (contains(line, wide) ? 3 : 0));
+    ASSERT_EQ(5u, colourColumn.size()) << out;
+    EXPECT_EQ(std::vector<size_t>(5, colourColumn[0]), colourColumn) << out;
 
     // "help" as a group's command is its --help.
     for (const std::vector<std::string>& args : {std::vector<std::string>{"style"}, {"style", "set"}, {"lock"}}) {

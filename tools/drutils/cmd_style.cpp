@@ -15,6 +15,7 @@
 
 #include "cli.h"
 #include "commands.h"
+#include "platform/codepage.h"
 #include "plotstyletable.h"
 
 namespace {
@@ -295,15 +296,16 @@ int runShow(cli::Args& args) {
     std::printf("scale:       %g%s\n", t->scaleFactor(), t->applyFactor() ? " (applied)" : " (not applied)");
     if (t->hasACI() && !t->useACI())
         std::printf("colour map:  yes (from a colour-dependent table)\n");
-    // The name column is as wide as the longest name, counted in characters, so
-    // that long and non-ASCII names keep the columns after them in line.
+    // The name column is as wide as the widest name on screen (East Asian
+    // characters take two columns, combining marks none), so that long and
+    // non-ASCII names keep the columns after them in line.
     const std::vector<Row> all = rows(*t);
     auto shownName = [](const CPlotStyle& s) { return s.locName().isEmpty() ? s.name() : s.locName(); };
     size_t nameWidth = 24;
     for (const Row& r : all)
-        nameWidth = std::max(nameWidth, size_t(shownName(*r.style).getLength()));
+        nameWidth = std::max(nameWidth, ut::platform::displayWidth(shownName(*r.style).str()));
     auto padded = [nameWidth](const OdString& text) {
-        return cli::utf8(text) + std::string(nameWidth - std::min(nameWidth, size_t(text.getLength())), ' ');
+        return cli::utf8(text) + std::string(nameWidth - std::min(nameWidth, ut::platform::displayWidth(text.str())), ' ');
     };
     std::printf("\n%-5s %s %-16s %-10s %-6s %s\n", t->useACI() ? "index" : "#", padded(L"name").c_str(), "colour",
                 "lineweight", "screen", "linetype");
