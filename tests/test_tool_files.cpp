@@ -193,6 +193,27 @@ TEST(ToolFiles, OutputsThatAreNotRegularFilesAreNeverReplaced) {
             EXPECT_EQ("", err);
         }
     }
+    // The editors read what they replace, and refuse it as their input.
+    const std::vector<std::string> editors[] = {
+        {"style", "set", "#0", "screen=5"},
+        {"pc3", "set", "number_of_copies=2"},
+        {"pc3", "custom", "set", "x", "1", "--kind", "int"},
+        {"pc3", "papers", "add", "P", "10", "10"},
+    };
+    for (const auto& editor : editors) {
+        for (const char* name : {"pipe", "link-to-pipe"}) {
+            SCOPED_TRACE(editor[0] + " " + editor[1] + " " + name);
+            std::vector<std::string> args = editor;
+            args.insert(args.begin() + 2, dir.file(name));
+            std::string err;
+            EXPECT_EQ(1, runTool(args, nullptr, &err));
+            EXPECT_TRUE(contains(err, dir.file(name) + "': not a regular file") ||
+                        contains(err, dir.file(name) + ": not a regular file"))
+                << err;
+            EXPECT_TRUE(specials[size_t(name[0] == 'l')].still(dir.file(name)));
+        }
+    }
+
     // The writer refuses by itself, whoever checked before it, also a pipe that
     // appears while it writes.
     {
