@@ -229,8 +229,8 @@ TEST(ToolFiles, OutputsThatAreNotRegularFilesAreNeverReplaced) {
         EXPECT_EQ(ut::platform::FileStatus::NotRegularFile, w.status());
         EXPECT_TRUE(fs::is_fifo(dir.file("late")));
     }
-    std::vector<std::string> expected{"late",  "link-to-pipe", "pipe",     "plain",
-                                      "socket", "store",       "table.ctb", "text.txt", "tmp"};
+    std::vector<std::string> expected{"late",  "link-to-pipe", "pipe",     "plain", "socket",
+                                      "store", "table.ctb",    "text.txt", "tmp"};
     if (specials.back().name == "device")
         expected.insert(expected.begin(), "device");
     EXPECT_EQ(expected, dir.entries()) << "nothing left behind";

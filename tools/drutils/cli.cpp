@@ -109,8 +109,7 @@ std::string checkInput(const std::string& path) {
     return std::string();
 }
 
-std::string checkOutput(const std::string& out, const std::vector<std::string>& inputs, bool force,
-                        bool dashIsStdout) {
+std::string checkOutput(const std::string& out, const std::vector<std::string>& inputs, bool force, bool dashIsStdout) {
     for (const auto& in : inputs)
         if (ut::platform::sameFile(wide(out), wide(in)))
             return out + ": is the input " + in + "; name another output";

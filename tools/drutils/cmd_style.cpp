@@ -305,7 +305,8 @@ int runShow(cli::Args& args) {
     for (const Row& r : all)
         nameWidth = std::max(nameWidth, ut::platform::displayWidth(shownName(*r.style).str()));
     auto padded = [nameWidth](const OdString& text) {
-        return cli::utf8(text) + std::string(nameWidth - std::min(nameWidth, ut::platform::displayWidth(text.str())), ' ');
+        const size_t width = ut::platform::displayWidth(text.str());
+        return cli::utf8(text) + std::string(nameWidth - std::min(nameWidth, width), ' ');
     };
     std::printf("\n%-5s %s %-16s %-10s %-6s %s\n", t->useACI() ? "index" : "#", padded(L"name").c_str(), "colour",
                 "lineweight", "screen", "linetype");
