@@ -719,6 +719,39 @@ TEST(PlotStyleTable, WritingRefusesValuesTheFileCannotHold) {
         }
     }
     unsetenv("DRUTILS_ANSI_CODEPAGE");
+
+    // Numbers are read back in single precision: one past its range would come
+    // back infinite, and is refused with a log line; the largest it holds is kept.
+    const struct {
+        std::function<void(CPlotStyleTable&)> change;
+        const char* why; // empty: stored, and read back the same
+    } numbers[] = {
+        {[](CPlotStyleTable& t) { t.style(1)->setLinePatternSize(1e39); },
+         "(plot_style/1/linepattern_size): is too large for the file"},
+        {[](CPlotStyleTable& t) { t.setScaleFactor(-1e308); }, "scale_factor: is too large for the file"},
+        {[](CPlotStyleTable& t) { t.setScaleFactor(std::nan("")); }, "scale_factor: is not a finite number"},
+        {[](CPlotStyleTable& t) { t.style(1)->setLinePatternSize(3.4e38); }, ""},
+        {[](CPlotStyleTable& t) { t.setScaleFactor(1e-9); }, ""},
+    };
+    for (const auto& row : numbers) {
+        SCOPED_TRACE(row.why);
+        std::unique_ptr<CPlotStyleTable> t(CPlotStyleTable::read(W(path)));
+        ASSERT_TRUE(t);
+        row.change(*t);
+        LogCapture log;
+        const bool written = t->write(W(path).c_str());
+        EXPECT_EQ(*row.why == '\0', written);
+        if (*row.why) {
+            EXPECT_TRUE(log.contains(row.why));
+            EXPECT_EQ(original, readFile(path));
+            continue;
+        }
+        std::unique_ptr<CPlotStyleTable> back(CPlotStyleTable::read(W(path)));
+        ASSERT_TRUE(back);
+        EXPECT_FLOAT_EQ(float(t->style(1)->linepattern_size()), float(back->style(1)->linepattern_size()));
+        EXPECT_NEAR(t->scaleFactor(), back->scaleFactor(), 1e-6);
+        writeFile(path, original);
+    }
     EXPECT_EQ((std::vector<std::string>{"t.stb"}), dir.entries());
 }
 
@@ -926,6 +959,8 @@ TEST(StyleTool, Failures) {
         {{"style", "set", dir.file("good.stb"), "Z", "screen=5"}, 1, "no style 'Z'"},
         {{"style", "set", dir.file("good.stb"), "A", "screen=500"}, 1, "screen=500 expects a percentage"},
         {{"style", "set", dir.file("good.stb"), "A", "lineweight=0.33mm"}, 1, "no entry of 0.33mm"},
+        {{"style", "set", dir.file("good.stb"), "A", "linepattern_size=1e39"}, 1,
+         "(plot_style/0/linepattern_size): is too large for the file, whose numbers are single precision"},
         {{"style", "set", dir.file("good.stb"), "A", "screen"}, 2, "not FIELD=VALUE"},
     };
     for (const Row& r : rows) {

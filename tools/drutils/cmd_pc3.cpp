@@ -46,7 +46,8 @@ const char kPc3Help[] =
     "  dm_color                                  mono, color, 1 or 2\n"
     "  resolution                                DMRES_HIGH/MEDIUM/LOW/DRAFT, DPI or XxY\n"
     "  pathname                                  output file of plot_to_file\n"
-    "Exit status 1 when a file cannot be read or written or a value is refused.\n";
+    "Exit status 1 when a file cannot be read or written or a value is refused, and when\n"
+    "new or apply (of a configuration of a system printer) cannot reach the printing system.\n";
 
 const char kPmpHelp[] = "usage: drutils pmp show [--json] FILE\n"
                         "  Prints the driver description, calibration and papers of a user-defined model file.\n";

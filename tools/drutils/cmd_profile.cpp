@@ -26,7 +26,8 @@ const char kHelp[] =
     "  rename OLD NEW                        give a profile another name\n"
     "  delete [--force] NAME                 delete a profile (the current one only with --force)\n"
     "  describe NAME [TEXT]                  print a profile's description, or set it\n"
-    "  export [--force] NAME FILE            write a profile as a registry file\n"
+    "  export [--force] NAME FILE            write a profile as a registry file (\"-\":\n"
+    "                                        to standard output)\n"
     "  import [--force] FILE [--name NEW] [--description TEXT]\n"
     "                                        read a profile file, optionally under another\n"
     "                                        name; an existing profile only with --force\n";
@@ -265,13 +266,16 @@ int exportProfile(cli::Args& args) {
     std::vector<std::string> ops;
     if (int rc = storecli::takeOperands(args, 2, 2, "profile export needs NAME and FILE", ops))
         return rc;
-    if (std::string why = cli::checkOutput(ops[1], {}, force); !why.empty())
+    cli::StreamOutput out(ops[1]);
+    if (std::string why = out.prepare({}, force); !why.empty())
         return cli::fail(why);
     storecli::Session log;
     if (!ut::profileExists(wxs(ops[0])))
         return notFound(log, ops[0]);
-    if (!ut::exportProfile(wxs(ops[0]), wxs(ops[1])))
+    if (!ut::exportProfile(wxs(ops[0]), wxs(out.path())))
         return log.fail(ops[1] + ": not written");
+    if (std::string why = out.finish(); !why.empty())
+        return cli::fail(why);
     return cli::kOk;
 }
 

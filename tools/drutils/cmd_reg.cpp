@@ -18,7 +18,8 @@ const char kHelp[] =
     "  export [--force] GROUP-OR-PATH FILE\n"
     "                        write a group (a number or key word, see 'drutils config --help')\n"
     "                        or a key path below the product key (\"V17x64/en_US/Profiles/Work\")\n"
-    "                        with everything below it; an existing FILE only with --force\n"
+    "                        with everything below it; an existing FILE only with --force;\n"
+    "                        \"-\" writes to standard output\n"
     "  import FILE           read a registry file: keys below \"Profiles\" of any version and\n"
     "                        language land below this language's profiles; a file with other\n"
     "                        keys of the product goes back where it was exported from\n";
@@ -28,7 +29,8 @@ int exportGroup(cli::Args& args) {
     std::vector<std::string> ops;
     if (int rc = storecli::takeOperands(args, 2, 2, "reg export needs GROUP-OR-PATH and FILE", ops))
         return rc;
-    if (std::string why = cli::checkOutput(ops[1], {}, force); !why.empty())
+    cli::StreamOutput out(ops[1]);
+    if (std::string why = out.prepare({}, force); !why.empty())
         return cli::fail(why);
     ut::ECfgGroup group;
     std::string error;
@@ -43,10 +45,12 @@ int exportGroup(cli::Args& args) {
             path = path.mid(prefix.getLength());
     while (!path.isEmpty() && path.getAt(0) == L'/')
         path = path.mid(1);
-    const bool ok = isGroup ? ut::Config::exportGroup(group, cli::wide(ops[1]), true)
-                            : ut::Config::exportGroup(path, cli::wide(ops[1]), true);
+    const bool ok = isGroup ? ut::Config::exportGroup(group, cli::wide(out.path()), true)
+                            : ut::Config::exportGroup(path, cli::wide(out.path()), true);
     if (!ok)
         return log.fail(ops[1] + ": not written");
+    if (std::string why = out.finish(); !why.empty())
+        return cli::fail(why);
     log.flushWarnings();
     return cli::kOk;
 }
