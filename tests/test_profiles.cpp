@@ -405,6 +405,9 @@ TEST_F(ToolGroups, WhatRegExportWritesRegImportPutsBack) {
     EXPECT_NE(lastErr.find("line 6: the key [HKEY_LOCAL_MACHINE\\Software\\Other] lies outside"), std::string::npos)
         << lastErr;
     EXPECT_EQ(raw(L"V17x64\\en_US\\Setup", L"m").type, ut::platform::kRegNone);
+    // With no profile current, a profile's group has nothing to export.
+    EXPECT_EQ(run({"reg", "export", "Config", dir.file("config.reg")}), 1);
+    EXPECT_NE(lastErr.find("no profile is current"), std::string::npos) << lastErr;
     writeFile(dir.file("empty.reg"), "Windows Registry Editor Version 5.00\n\n");
     EXPECT_EQ(run({"reg", "import", dir.file("empty.reg")}), 1);
     EXPECT_NE(lastErr.find("holds no key"), std::string::npos) << lastErr;

@@ -45,6 +45,10 @@ int exportGroup(cli::Args& args) {
             path = path.mid(prefix.getLength());
     while (!path.isEmpty() && path.getAt(0) == L'/')
         path = path.mid(1);
+    // Without a current profile a profile-level group lies outside the version
+    // key, which no registry file of this product holds.
+    if (isGroup && ut::Config::currentProfileName().isEmpty() && storecli::profileLevel(group))
+        return cli::fail(ops[0] + ": a group of the current profile, and no profile is current ('drutils profile use')");
     const bool ok = isGroup ? ut::Config::exportGroup(group, cli::wide(out.path()), true)
                             : ut::Config::exportGroup(path, cli::wide(out.path()), true);
     if (!ok)

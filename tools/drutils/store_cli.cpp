@@ -58,9 +58,12 @@ std::string groupName(ut::ECfgGroup group) {
     return int(group) >= 0 && int(group) < 32 ? kGroupWords[int(group)] : "?";
 }
 
+// Where each group's key lies: product, version, language or the current profile.
+const char kLevel[33] = "pvlPllPPllPPPlPPllPPlPPlPPPPPPPl";
+
+bool profileLevel(ut::ECfgGroup group) { return int(group) >= 0 && int(group) < 32 && kLevel[int(group)] == 'P'; }
+
 std::string groupTable() {
-    // Where each group's key lies: product, version, language or the current profile.
-    static const char kLevel[33] = "pvlPllPPllPPPlPPllPPlPPlPPPPPPPl";
     std::string out;
     for (int g = 0; g < 32; g += 2) {
         char line[128];

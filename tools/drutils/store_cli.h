@@ -19,6 +19,8 @@ bool parseGroup(const std::string& text, ut::ECfgGroup& group, std::string& erro
 // The key words, one line per group, for --help.
 std::string groupTable();
 std::string groupName(ut::ECfgGroup group);
+// Whether the group's key lies in the current profile.
+bool profileLevel(ut::ECfgGroup group);
 
 // A command's time with the settings: starts them with the profile the store
 // names as current (ut::Config::initProfile) and collects what the library logs
