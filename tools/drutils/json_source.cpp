@@ -181,10 +181,14 @@ Json stored(double v) {
 std::optional<double> roundTrip(double v) {
     if (!std::isfinite(v))
         return std::nullopt;
-    // As the writer prints it (six decimals, never an exponent) and the reader
-    // takes it (into a float).
+    // As a reader hands it to the writer (widened from single precision), the
+    // writer prints it (six decimals, never an exponent) and the reader takes it
+    // again (into a float).
+    const double widened = double(float(v));
+    if (!std::isfinite(widened))
+        return std::nullopt;
     char buf[400];
-    auto r = std::to_chars(buf, buf + sizeof buf, v, std::chars_format::fixed, 6);
+    auto r = std::to_chars(buf, buf + sizeof buf, widened, std::chars_format::fixed, 6);
     if (r.ec != std::errc())
         return std::nullopt;
     float f = 0;
@@ -302,7 +306,9 @@ double In::storedReal(double lo, double hi) const {
     if (*back != v)
         fail(shown(*m_v) + " cannot be stored as it is: the file keeps six decimals in single precision (" +
              dump(real(*back)) + ")");
-    return v;
+    // The value a reader of the file has: what the writer printed from a file
+    // it read, it prints again, to the byte.
+    return double(float(v));
 }
 
 bool In::boolean() const {

@@ -86,7 +86,8 @@ public:
 
     long long integer(long long lo, long long hi) const;
     int int32(int lo = INT32_MIN, int hi = INT32_MAX) const { return int(integer(lo, hi)); }
-    // A real that the files can keep as it is, within lo..hi.
+    // A real that the files can keep as it is, within lo..hi, in single
+    // precision (widened), as a reader of the file has it.
     double storedReal(double lo, double hi) const;
     bool boolean() const;
     OdString string() const;
