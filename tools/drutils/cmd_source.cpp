@@ -40,12 +40,12 @@ const char kStyleDiffHelp[] =
 
 const char kCfgBuildHelp[] =
     "usage: drutils %s build JSON OUT [--force]\n"
-    "  Writes the %s a JSON document describes, in the form '%s show --json'\n"
-    "  gives (JSON - reads standard input). Members named \"presentation\" are for\n"
-    "  people and are ignored. A document that is not valid (a wrong type, an\n"
-    "  unknown member, a value out of range or one the file cannot hold) is refused\n"
-    "  with the path of the member at fault, and nothing is written. An existing\n"
-    "  OUT is replaced only with --force.\n";
+    "  Writes the %s a JSON document describes,\n"
+    "  in the form '%s show --json' gives (JSON - reads standard input). Members\n"
+    "  named \"presentation\" are for people and are ignored. A document that is\n"
+    "  not valid (a wrong type, an unknown member, a value out of range or one the\n"
+    "  file cannot hold) is refused with the path of the member at fault, and\n"
+    "  nothing is written. An existing OUT is replaced only with --force.\n";
 
 const char kCfgDiffHelp[] =
     "usage: drutils %s diff [--json] [-r] A B\n"
