@@ -363,3 +363,58 @@ TEST(ToolJson, GitShowsAChangedPenAsOneLine) {
     EXPECT_TRUE(changed[0].rfind("-{\"name\":\"Color_7\"", 0) == 0 && contains(changed[0], "\"screen\":100")) << log;
     EXPECT_TRUE(changed[1].rfind("+{\"name\":\"Color_7\"", 0) == 0 && contains(changed[1], "\"screen\":50")) << log;
 }
+
+TEST(ToolJson, HandWrittenDocumentsTakeTheDefaults) {
+    TempDir dir;
+    std::string out, err;
+    // A named table of one style: every member left out takes a new table's value.
+    const std::string stb = dir.file("min.stb");
+    ASSERT_EQ(0, runTool({"style", "build", "-", stb}, &out, &err,
+                         R"({"kind":"named","styles":[{"name":"Normal"},{"name":"Thin","lineweight":3}]})"))
+        << err;
+    EXPECT_EQ("min.stb: named table with 2 styles\n", out.substr(out.rfind('/') + 1));
+    const Json t = shown(stb);
+    EXPECT_EQ(1, t["scale_factor"]);
+    EXPECT_EQ(0.09, t["custom_lineweights"][2]);
+    EXPECT_EQ("Thin", t["styles"][1]["localized_name"]);
+    EXPECT_EQ(100, t["styles"][1]["screen"]);
+    EXPECT_EQ(0.09, t["styles"][1]["presentation"]["lineweight_mm"]);
+    std::unique_ptr<CPlotStyleTable> made(CPlotStyleTable::create(false)), back(CPlotStyleTable::read(W(stb)));
+    ASSERT_TRUE(back);
+    EXPECT_TRUE(made->style(0)->isEqual(*back->style(0), true));
+
+    // A colour-dependent table may map many colours to few styles.
+    Json ctb = {{"kind", "colour-dependent"},
+                {"styles", Json::array({Json{{"name", "Thin"}}, Json{{"name", "Bold"}, {"lineweight", 14}}})},
+                {"aci_table", Json::array()}};
+    for (int k = 1; k <= 255; ++k)
+        ctb["aci_table"].push_back(k == 1 ? "Bold" : "Thin");
+    ASSERT_EQ(0, build(dir.file("two.ctb"), ctb, &err)) << err;
+    ASSERT_EQ(0, runTool({"style", "show", dir.file("two.ctb")}, &out, &err)) << err;
+    EXPECT_TRUE(contains(out, "1     Bold")) << out;
+    EXPECT_TRUE(contains(out, "255   Thin")) << out;
+    expectRoundTrip(dir, dir.file("two.ctb"), true);
+
+    // A configuration needs its paper's name and bounds; custom papers come in
+    // the order given and are named in diffs by their names.
+    const Json cfg = Json::parse(R"({"meta":{"driver_pathname":"drv.hdi"},
+        "media":{"size":{"name":"A4","media_description":{"media_bounds":{"urx":210,"ury":297}}},
+                 "custom_papers":[{"global_name":"Strip","width":900.5,"height":120,"units":1},
+                                  {"global_name":"Sheet","width":8.5,"height":11}]},
+        "io":{}, "res_color_mem":{"resolution":{"name":"600x600"}}})");
+    const std::string pc3 = dir.file("min.pc3");
+    ASSERT_EQ(0, build(pc3, cfg, &err)) << err;
+    std::unique_ptr<CPlotCfg3> read(CPlotCfg3::readStored(W(pc3)));
+    ASSERT_TRUE(read);
+    ASSERT_TRUE(read->media.customPapers.has_value());
+    ASSERT_EQ(2u, read->media.customPapers->papers.size());
+    EXPECT_EQ(L"Sheet", read->media.customPapers->papers[1].globalName.str());
+    EXPECT_FLOAT_EQ(900.5f, float(read->media.customPapers->papers[0].width));
+    EXPECT_FALSE(read->custom.has_value());
+    expectRoundTrip(dir, pc3, true);
+    Json wider = shown(pc3);
+    wider["media"]["custom_papers"][1]["width"] = 9;
+    ASSERT_EQ(0, build(dir.file("wider.pc3"), wider, &err)) << err;
+    EXPECT_EQ(1, runTool({"pc3", "diff", pc3, dir.file("wider.pc3")}, &out, &err)) << err;
+    EXPECT_EQ("media.custom_papers[\"Sheet\"].width: 8.5 -> 9\n", out);
+}

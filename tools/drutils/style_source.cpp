@@ -430,9 +430,13 @@ const Field kFields[] = {
     {"lineweight",
      [](const CPlotStyleTable& t, const CPlotStyle& s) {
          const double mm = t.lineWeights().forStyle(s.lineWeight());
-         return s.lineWeight() == 0 ? std::string("object")
-                : mm < 0            ? "#" + number(s.lineWeight())
-                                    : millimetres(mm);
+         if (s.lineWeight() == 0)
+             return std::string("object");
+         if (mm >= 0)
+             return millimetres(mm);
+         std::string text = number(s.lineWeight()); // a number the table has no entry for
+         text.insert(text.begin(), '#');
+         return text;
      }},
     {"fill_style", [](const CPlotStyleTable&, const CPlotStyle& s) { return number(s.fillStyle()); }},
     {"end_style", [](const CPlotStyleTable&, const CPlotStyle& s) { return number(s.endStyle()); }},
