@@ -154,6 +154,14 @@ TEST(ToolJson, ForeignKeysAndOddNamesSurvive) {
     EXPECT_TRUE(contains(out, "caf\\udce9.stb")) << out;
     ASSERT_EQ(0, runTool({"style", "build", "-", dir.file("copy.stb")}, &out, &err, out)) << err;
     EXPECT_TRUE(readFile(stb) == readFile(dir.file("copy.stb")));
+    // Such an escape where the file needs text is no character: refused by its path.
+    std::string text = j.dump();
+    text.replace(text.find("\"description\":\"\""), 16, "\"description\":\"caf\\udce9\"");
+    EXPECT_EQ(1, runTool({"style", "build", "-", dir.file("odd.stb")}, &out, &err, text));
+    EXPECT_TRUE(contains(err, "standard input: description: the character")) << err;
+    EXPECT_EQ(1, runTool({"style", "build", "-", dir.file("odd.stb")}, &out, &err, "{\"kind\":\"\\ud800"));
+    EXPECT_TRUE(contains(err, "not JSON")) << err;
+    EXPECT_FALSE(fs::exists(dir.file("odd.stb")));
 }
 
 TEST(ToolJson, FaultsAreNamedByTheirPathAndWriteNothing) {

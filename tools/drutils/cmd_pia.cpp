@@ -136,7 +136,8 @@ int runPack(cli::Args& args) {
 
 int runCheck(cli::Args& args) {
     const bool json = cli::takeFlag(args, "--json");
-    const bool recursive = cli::takeFlag(args, "-r") | cli::takeFlag(args, "--recursive");
+    const bool shortFlag = cli::takeFlag(args, "-r"); // both spellings are taken out
+    const bool recursive = cli::takeFlag(args, "--recursive") || shortFlag;
     if (cli::rejectUnknownOptions(args))
         return cli::kUsage;
     if (!args.empty() && args[0] == "--")

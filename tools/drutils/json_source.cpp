@@ -74,8 +74,10 @@ Json text(const std::wstring& s) {
 
 Json text(const OdString& s) { return text(s.str()); }
 
-std::string dump(const Json& j, int indent) {
-    std::string s = j.dump(indent);
+namespace {
+
+// Markers as the "\uXXXX" escapes they stand for.
+std::string unmarked(std::string s) {
     if (s.find(kMarker) == std::string::npos)
         return s;
     std::string out;
@@ -91,6 +93,10 @@ std::string dump(const Json& j, int indent) {
     }
     return out;
 }
+
+} // namespace
+
+std::string dump(const Json& j, int indent) { return unmarked(j.dump(indent)); }
 
 Json parse(const std::string& input) {
     // Lone surrogate escapes (a byte of a file name, as dump() writes it) and the
@@ -114,7 +120,7 @@ Json parse(const std::string& input) {
         }
         const long code = hex4(input, i + 2);
         const bool high = code >= 0xD800 && code <= 0xDBFF;
-        const long next = input.compare(i + 6, 2, "\\u") == 0 ? hex4(input, i + 8) : -1;
+        const long next = i + 8 <= input.size() && input.compare(i + 6, 2, "\\u") == 0 ? hex4(input, i + 8) : -1;
         if (high && next >= 0xDC00 && next <= 0xDFFF) {
             s.append(input, i, 12); // a pair: one character beyond the first plane
             i += 12;
@@ -133,7 +139,7 @@ Json parse(const std::string& input) {
         std::string why = e.what();
         if (const size_t at = why.find("] "); at != std::string::npos)
             why.erase(0, at + 2);
-        throw Fault("", "not JSON: " + why);
+        throw Fault("", "not JSON: " + unmarked(why));
     }
 }
 
@@ -431,7 +437,7 @@ std::unique_ptr<CPItem> readItem(const In& in, bool top) {
     // Whether the file would hold it as it is (a name with a blank, a number
     // that reads as another kind, a string with a line break ...).
     if (top) {
-        CPBlock probe(L"");
+        CPBlock probe(L""); // empty, so it takes the copy
         probe.add(CPForeignItems::clone(*out));
         OdString why;
         if (!CPIAFileOut::canStore(&probe, &why)) {

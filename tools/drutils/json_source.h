@@ -139,8 +139,10 @@ void readForeign(const In& in, CPForeignItems& out, AnchorKind anchorKind, Clash
         if (clash(item->name(), item->kind()))
             e.fail("a " + std::string(kindName(item->kind())) + " named " + shown(e.at("name").json()) +
                    " is a key this block writes itself");
-        if (!names.add(CPForeignItems::clone(*item)))
+        std::unique_ptr<CPItem> copy(CPForeignItems::clone(*item));
+        if (!names.add(copy.get()))
             e.fail("a second " + std::string(kindName(item->kind())) + " named " + shown(e.at("name").json()));
+        copy.release(); // names holds it
         out.adopt(std::move(item), after, kind);
     }
 }
