@@ -23,6 +23,10 @@ install(FILES ${CMAKE_CURRENT_BINARY_DIR}/drutilsConfig.cmake
     ${CMAKE_CURRENT_BINARY_DIR}/drutilsConfigVersion.cmake
     DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/drutils)
 
+# JSON Schemas of the tool's source forms of tables, configurations and model files.
+install(FILES data/schema/plotstyletable.schema.json data/schema/pc3.schema.json data/schema/pmp.schema.json
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/drutils)
+
 # The tool's man page and bash completion, generated from its help at build time.
 install(FILES ${DRUTILS_MAN_PAGE} DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
 install(FILES ${DRUTILS_COMPLETION} DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions

@@ -118,6 +118,7 @@ public:
 
 protected:
     friend class CPlotStyleTable;
+    friend class PlotStyleSource; // see CPlotStyleTable
 
     // Reads the block of one style. Every key is required except "mode_color",
     // which defaults to the colour when missing or unreadable. False at the first

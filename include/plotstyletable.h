@@ -171,6 +171,9 @@ protected:
     bool writeCLW(CPBlock& clwBlock, int k) const;
 
 private:
+    // Reads and writes a table's whole content as its JSON source form (the tool's
+    // style show --json and style build).
+    friend class PlotStyleSource;
     // What the file name says about the kind; init decides from the content
     // when it says nothing.
     enum class Kind { Unknown, ColourDependent, Named };

@@ -10,6 +10,9 @@ packages=(
     cups printer-driver-cups-pdf
     libgtest-dev libgmock-dev libbenchmark-dev
     gettext python3 python3-ezdxf libssl-dev
+    # JSON read and written by the tool; its schemas checked by the tests; git for
+    # the textconv recipe's test
+    nlohmann-json3-dev python3-jsonschema git
     clang libclang-rt-14-dev
     xvfb xauth
     ccache

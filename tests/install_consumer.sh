@@ -91,4 +91,7 @@ groups=$("$tool" --list-groups | cut -f1 | sort | paste -sd ' ' -)
     fail "the completion is not registered for drutils"
 
 test -f "$prefix/include/drutils/od/OdString.h" || fail "include/drutils/od is not installed"
+for schema in plotstyletable pc3 pmp; do
+    test -f "$prefix/share/drutils/$schema.schema.json" || fail "share/drutils/$schema.schema.json is not installed"
+done
 echo "install_consumer: ok (drutils $version)"

@@ -747,7 +747,11 @@ TEST(PlotCfgTool, ShowAndJson) {
           "  binary  RawPrivateDeviceData = 5016 bytes\n"})
         EXPECT_NE(std::string::npos, out.find(line)) << line;
     EXPECT_EQ(0, runTool({"pc3", "show", "--json", dataFile("printer-hpgl-extra-blocks.pc3")}, &out));
-    for (const char* part : {"\"ism_max\":6", "\"color_mono\":null", "\"other_keys\":[\"source\",\"type\",\"source\"]",
+    // Other programs' keys come whole, each after the key it followed.
+    for (const char* part : {"\"ism_max\":6", "\"color_mono\":null",
+                             "\"foreign\":[{\"after\":\"actual_printable_bounds_ury\",\"name\":\"source\",\"kind\":"
+                             "\"string\",\"value\":\"Roll_Source_1\"},{\"after\":\"number_of_copies\",\"name\":\"type\","
+                             "\"kind\":\"block\",\"items\":[{\"name\":\"drying_time\",\"kind\":\"number\",\"value\":\"60\"}",
                              "{\"name\":\"Gamma_Correction\",\"kind\":\"real\",\"value\":1}"})
         EXPECT_NE(std::string::npos, out.find(part)) << part;
     EXPECT_EQ(0, runTool({"pmp", "show", dataFile("model-pdf.pmp")}, &out));

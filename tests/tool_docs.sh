@@ -28,8 +28,8 @@ rows=(
     "drutils p|papers path pc3 pia pmp printers profile"
     "drutils cipher |decode encode"                # one usage line per command
     "drutils lock |clear hold status"              # "commands:" list, then "Exit status:"
-    "drutils pc3 |apply custom new papers set show" # a "Keys of set:" section follows the list
-    "drutils style |convert new render set show"   # blank line and "commands:" before the list
+    "drutils pc3 |apply build custom diff new papers set show" # a "Keys of set:" section follows the list
+    "drutils style |build convert diff new render set show" # blank line and "commands:" before the list
     "drutils style co|convert"
     "drutils style show --j|--json"                # options of the group
     "drutils msg list --|--catalogs --help --json --lang"

@@ -20,8 +20,13 @@ namespace {
 
 const char kPc3Help[] =
     "usage: drutils pc3 <command> [options]\n"
-    "  show [--json] FILE                       device, driver, paper, bounds, resolution,\n"
-    "                                           colour, custom papers and values (--json: all)\n"
+    "  show [--json [--lines]] [-r] FILE...     device, driver, paper, bounds, resolution,\n"
+    "                                           colour, custom papers and values; --json: all\n"
+    "                                           the file holds, one document per file (folders\n"
+    "                                           with -r), --lines: one field a line, no file name\n"
+    "  build JSON OUT [--force]                 write the configuration a JSON document describes\n"
+    "  diff [--json] [-r] A B                   what differs between two configurations or model\n"
+    "                                           files (or their JSON), by field path\n"
     "  set FILE KEY=VALUE...                    change common fields (keys below); all or nothing\n"
     "  custom FILE list [--json]                the driver-specific custom values\n"
     "  custom FILE get NAME [--kind K]          print one value\n"
@@ -49,8 +54,13 @@ const char kPc3Help[] =
     "Exit status 1 when a file cannot be read or written or a value is refused, and when\n"
     "new or apply (of a configuration of a system printer) cannot reach the printing system.\n";
 
-const char kPmpHelp[] = "usage: drutils pmp show [--json] FILE\n"
-                        "  Prints the driver description, calibration and papers of a user-defined model file.\n";
+const char kPmpHelp[] =
+    "usage: drutils pmp show [--json [--lines]] [-r] FILE...\n"
+    "       drutils pmp build JSON OUT [--force]\n"
+    "       drutils pmp diff [--json] [-r] A B\n"
+    "  show prints the driver description, calibration and papers of a user-defined\n"
+    "  model file; --json everything it holds, as pc3 show --json does. build and\n"
+    "  diff work as pc3 build and pc3 diff ('drutils pc3 build --help').\n";
 
 // ------------------------------------------------------------------ value parsing
 
@@ -187,145 +197,6 @@ void jsonCustomValue(cli::Json& j, const CCustomNode& c, const CustomValue& v) {
     j.endObject();
 }
 
-void jsonForeign(cli::Json& j, const CPForeignItems& f) {
-    j.key("other_keys").beginArray();
-    for (const auto& e : f.entries())
-        j.value(e.item->name());
-    j.endArray();
-}
-
-void jsonMeta(cli::Json& j, const CMetaNode& m) {
-    j.beginObject();
-    j.key("user_defined_model_pathname").value(m.userDefinedModelPathname);
-    j.key("user_defined_model_basename").value(m.userDefinedModelBasename);
-    j.key("driver_pathname").value(m.driverPathname);
-    j.key("driver_version").value(m.driverVersion);
-    j.key("driver_tag_line").value(m.driverTagLine);
-    j.key("toolkit_version").value(m.toolkitVersion);
-    j.key("driver_type").value(m.driverType);
-    j.key("canonical_family_name").value(m.canonicalFamilyName);
-    j.key("show_custom_first").value(m.showCustomFirst);
-    j.key("truetype_as_text").value(m.truetypeAsText);
-    j.key("canonical_model_name").value(m.canonicalModelName);
-    j.key("localized_family_name").value(m.localizedFamilyName);
-    j.key("localized_model_name").value(m.localizedModelName);
-    j.key("file_only").value(m.fileOnly);
-    j.key("model_abilities").value(m.modelAbilities);
-    j.key("udm_description").value(m.udmDescription);
-    j.key("win_device_name").value(m.winDeviceName);
-    j.key("win_driver_name").value(m.winDriverName);
-    j.key("short_net_name").value(m.shortNetName);
-    j.key("friendly_net_name").value(m.friendlyNetName);
-    j.key("dm_driver_version").value(m.dmDriverVersion);
-    j.key("default_system_cfg");
-    m.defaultSystemCfg ? j.value(*m.defaultSystemCfg) : j.null();
-    j.key("platform").value(m.platform);
-    j.key("locale").value(m.locale);
-    j.key("config_description").value(m.configDescription);
-    j.key("config_autospool");
-    m.configAutospool ? j.value(*m.configAutospool) : j.null();
-    jsonForeign(j, m.foreign);
-    j.endObject();
-}
-
-void jsonPc3(const CPlotCfg3& cfg, bool intact) {
-    cli::Json j;
-    j.beginObject();
-    j.key("pdf_export").value(cfg.isPdfExport());
-    j.key("custom_block_dropped").value(!intact);
-    j.key("meta");
-    jsonMeta(j, cfg.meta);
-
-    const CMediaNode& m = cfg.media;
-    j.key("media").beginObject();
-    j.key("selection_method").value(m.selectionMethod);
-    j.key("type").value(m.type);
-    j.key("dm_orientation").value(m.dmOrientation);
-    j.key("actual_printable_bounds").beginArray();
-    j.value(m.actualPrintableBoundsLlx).value(m.actualPrintableBoundsLly);
-    j.value(m.actualPrintableBoundsUrx).value(m.actualPrintableBoundsUry);
-    j.endArray();
-    j.key("number_of_copies").value(m.numberOfCopies);
-    const CSizeNode& s = m.size;
-    j.key("size").beginObject();
-    j.key("name").value(s.name).key("group").value(s.group).key("landscape_mode").value(s.landscapeMode);
-    j.key("longplot_reduction").value(s.longplotReduction).key("dm_scale").value(s.dmScale);
-    const CMediaDescriptionNode& d = s.mediaDescription;
-    j.key("media_description").beginObject();
-    j.key("printable_bounds").beginArray();
-    j.value(d.printableBoundsLlx).value(d.printableBoundsLly).value(d.printableBoundsUrx).value(d.printableBoundsUry);
-    j.endArray();
-    j.key("printable_area").value(d.printableArea).key("dimensional").value(d.dimensional);
-    j.key("media_bounds").beginObject().key("urx").value(d.mediaBounds.urx).key("ury").value(d.mediaBounds.ury);
-    j.endObject().endObject().endObject();
-    j.key("destination");
-    if (m.destination) {
-        j.beginObject().key("name").value(m.destination->name);
-        j.key("collating_type").value(m.destination->collatingType);
-        j.key("collating_name").value(m.destination->collatingName);
-        jsonForeign(j, m.destination->foreign);
-        j.endObject();
-    } else {
-        j.null();
-    }
-    j.key("custom_papers");
-    if (m.customPapers) {
-        j.beginArray();
-        for (const auto& p : m.customPapers->papers) {
-            j.beginObject().key("global_name").value(p.globalName).key("local_name").value(p.localName);
-            j.key("units").value(p.units).key("width").value(p.width).key("height").value(p.height);
-            j.key("left").value(p.left).key("bottom").value(p.bottom).key("right").value(p.right);
-            j.key("top").value(p.top).endObject();
-        }
-        j.endArray();
-    } else {
-        j.null();
-    }
-    jsonForeign(j, m.foreign);
-    j.endObject();
-
-    j.key("io").beginObject().key("type").value(cfg.io.type).key("pathname").value(cfg.io.pathname);
-    j.key("allsysvalid").value(cfg.io.allsysvalid).key("plot_to_file").value(cfg.io.plotToFile);
-    jsonForeign(j, cfg.io.foreign);
-    j.endObject();
-
-    const CResColorMemNode& r = cfg.resColorMem;
-    j.key("res_color_mem").beginObject();
-    j.key("name").value(r.name).key("num_colors").value(r.numColors).key("color_depth").value(r.colorDepth);
-    j.key("num_undithered_colors").value(r.numUnditheredColors).key("color_system").value(r.colorSystem);
-    j.key("dm_color").value(r.dmColor).key("icm_method").value(r.icmMethod).key("icm_intent").value(r.icmIntent);
-    j.key("ism_max");
-    r.ismMax == CResColorMemNode::kNotSet ? j.null() : j.value(static_cast<long long>(r.ismMax));
-    j.key("ole_max");
-    r.oleMax == CResColorMemNode::kNotSet ? j.null() : j.value(static_cast<long long>(r.oleMax));
-    j.key("hard_soft").value(r.hardSoft).key("preference").value(r.preference);
-    j.key("lines_overwrite");
-    r.linesOverwrite ? j.value(*r.linesOverwrite) : j.null();
-    j.key("color_mono");
-    r.colorMono ? j.value(*r.colorMono) : j.null();
-    const CResolutionNode& res = r.resolution;
-    j.key("resolution").beginObject().key("name").value(res.name);
-    j.key("phys").beginArray().value(res.physResolutionX).value(res.physResolutionY).endArray();
-    j.key("addr").beginArray().value(res.addrResolutionX).value(res.addrResolutionY).endArray();
-    j.key("effective").beginArray().value(res.effectiveResolutionX).value(res.effectiveResolutionY).endArray();
-    j.endObject();
-    jsonForeign(j, r.foreign);
-    j.endObject();
-
-    j.key("custom");
-    if (cfg.custom) {
-        j.beginArray();
-        for (const auto& v : customValues(*cfg.custom))
-            jsonCustomValue(j, *cfg.custom, v);
-        j.endArray();
-    } else {
-        j.null();
-    }
-    jsonForeign(j, cfg.foreign);
-    j.endObject();
-    j.finish();
-}
-
 void printPc3(const CPlotCfg3& cfg) {
     const CMetaNode& meta = cfg.meta;
     const CMediaNode& m = cfg.media;
@@ -383,6 +254,11 @@ void printPc3(const CPlotCfg3& cfg) {
 
 int runShow(cli::Args& args) {
     const bool json = cli::takeFlag(args, "--json");
+    const bool lines = cli::takeFlag(args, "--lines");
+    if (lines && !json)
+        return cli::usage("--lines goes with --json");
+    if (json)
+        return runCfgShowJson(args, false, lines);
     if (cli::rejectUnknownOptions(args))
         return cli::kUsage;
     if (args.size() != 1)
@@ -391,10 +267,7 @@ int runShow(cli::Args& args) {
     auto cfg = load(args[0], intact);
     if (!cfg)
         return cli::kFailure;
-    if (json)
-        jsonPc3(*cfg, intact);
-    else
-        printPc3(*cfg);
+    printPc3(*cfg);
     return cli::kOk;
 }
 
@@ -938,6 +811,11 @@ std::vector<ModelPaper> modelPapers(const PlotModelParam& pmp) {
 
 int runPmpShow(cli::Args& args) {
     const bool json = cli::takeFlag(args, "--json");
+    const bool lines = cli::takeFlag(args, "--lines");
+    if (lines && !json)
+        return cli::usage("--lines goes with --json");
+    if (json)
+        return runCfgShowJson(args, true, lines);
     if (cli::rejectUnknownOptions(args))
         return cli::kUsage;
     if (args.size() != 1)
@@ -945,31 +823,6 @@ int runPmpShow(cli::Args& args) {
     std::unique_ptr<PlotModelParam> pmp(PlotModelParam::read(cli::wide(args[0])));
     if (!pmp)
         return cli::kFailure;
-    if (json) {
-        cli::Json j;
-        j.beginObject().key("meta");
-        jsonMeta(j, pmp->meta);
-        j.key("calibration").beginObject().key("x").value(pmp->udm.calibration.x);
-        j.key("y").value(pmp->udm.calibration.y).endObject();
-        j.key("papers").beginArray();
-        for (const ModelPaper& p : modelPapers(*pmp)) {
-            j.beginObject().key("name").value(p.name).key("localized_name").value(p.localizedName);
-            j.key("landscape").value(p.landscape).key("width").value(p.width).key("height").value(p.height);
-            j.key("printable").beginArray();
-            for (double v : p.printable)
-                j.value(v);
-            j.endArray().endObject();
-        }
-        j.endArray();
-        j.key("udm_other_keys").beginArray();
-        for (const auto& e : pmp->udm.foreign.entries())
-            j.value(e.item->name());
-        j.endArray();
-        jsonForeign(j, pmp->foreign);
-        j.endObject();
-        j.finish();
-        return cli::kOk;
-    }
     const CMetaNode& m = pmp->meta;
     std::printf("%-14s %s\n", "model", cli::utf8(m.localizedModelName).c_str());
     std::printf("%-14s %s\n", "family", cli::utf8(m.localizedFamilyName).c_str());
@@ -1001,7 +854,8 @@ int runPmpShow(cli::Args& args) {
 } // namespace
 
 int runPc3(cli::Args& args) {
-    if (args.empty() || (cli::wantsHelp(args) && args[0] != "papers")) {
+    if (args.empty() ||
+        (cli::wantsHelp(args) && args[0] != "papers" && args[0] != "build" && args[0] != "diff")) {
         std::fputs(kPc3Help, args.empty() ? stderr : stdout);
         return args.empty() ? cli::kUsage : cli::kOk;
     }
@@ -1019,10 +873,19 @@ int runPc3(cli::Args& args) {
         return runPc3Apply(args);
     if (command == "papers")
         return runCustomPapers(args);
+    if (command == "build")
+        return runPc3Build(args);
+    if (command == "diff")
+        return runPc3Diff(args);
     return cli::usage("unknown command 'pc3 " + command + "'");
 }
 
 int runPmp(cli::Args& args) {
+    if (!args.empty() && (args[0] == "build" || args[0] == "diff")) {
+        const std::string command = args[0];
+        args.erase(args.begin());
+        return command == "build" ? runPmpBuild(args) : runPmpDiff(args);
+    }
     if (args.empty() || cli::wantsHelp(args)) {
         std::fputs(kPmpHelp, args.empty() ? stderr : stdout);
         return args.empty() ? cli::kUsage : cli::kOk;

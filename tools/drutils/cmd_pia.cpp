@@ -3,10 +3,12 @@
 // from a text, check tells whether files can be read and where they break.
 #include <cstdio>
 #include <string>
+#include <vector>
 #include <zlib.h>
 
 #include "cli.h"
 #include "commands.h"
+#include "walk.h"
 #include "pia.h"
 #include "platform/codepage.h"
 
@@ -19,8 +21,10 @@ const char kHelp[] =
     "                                  build a container from a text file; K is ctb,\n"
     "                                  stb or pc3 (default: from OUT's extension); an\n"
     "                                  existing OUT is replaced only with --force\n"
-    "  check [--json] FILE...          parse each file; report OK or why it cannot be\n"
-    "                                  read, with the number of the first bad line\n"
+    "  check [--json] [-r] FILE...     parse each file; report OK or why it cannot be\n"
+    "                                  read, with the number of the first bad line;\n"
+    "                                  -r walks folders (their .ctb, .stb, .pc3 and\n"
+    "                                  .pmp files)\n"
     "Exit status 1 when a file cannot be read, written or parsed.\n";
 
 // Why a container could not be opened or written, in the reader's or writer's words.
@@ -132,17 +136,22 @@ int runPack(cli::Args& args) {
 
 int runCheck(cli::Args& args) {
     const bool json = cli::takeFlag(args, "--json");
+    const bool shortFlag = cli::takeFlag(args, "-r"); // both spellings are taken out
+    const bool recursive = cli::takeFlag(args, "--recursive") || shortFlag;
     if (cli::rejectUnknownOptions(args))
         return cli::kUsage;
     if (!args.empty() && args[0] == "--")
         args.erase(args.begin());
     if (args.empty())
         return cli::usage("pia check needs at least one FILE");
+    std::vector<std::string> files;
+    if (std::string why = cli::expandOperands(args, recursive, {"ctb", "stb", "pc3", "pmp"}, files); !why.empty())
+        return cli::usage(why);
     bool allOk = true;
     cli::Json out;
     if (json)
         out.beginArray();
-    for (const auto& file : args) {
+    for (const auto& file : files) {
         CPIAParser parser;
         const bool ok = parser.parse(cli::wide(file));
         allOk = allOk && ok;

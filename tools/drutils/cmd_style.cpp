@@ -24,7 +24,12 @@ const char kHelp[] =
     "usage: drutils style <command> [options]\n"
     "\n"
     "commands:\n"
-    "  show [--json] FILE                  kind, description, scale and every style\n"
+    "  show [--json [--lines]] [-r] FILE...\n"
+    "                                      kind, description, scale and every style\n"
+    "                                      (--json: everything the table holds)\n"
+    "  build JSON OUT.ctb|OUT.stb [--force]\n"
+    "                                      write the table a JSON document describes\n"
+    "  diff [--json] [-r] A B              what differs between two tables, by meaning\n"
     "  new ctb|stb OUT [--base NAME] [--force]\n"
     "                                      write a table of default styles\n"
     "  convert IN.ctb OUT.stb [--base NAME] [--force]\n"
@@ -34,14 +39,21 @@ const char kHelp[] =
     "  render FILE OUT.svg [--force]       draw a swatch sheet of the styles (\"-\":\n"
     "                                      to standard output)\n"
     "\n"
-    "new, convert and render refuse to replace an existing OUT unless --force is\n"
+    "new, convert, build and render refuse to replace an existing OUT unless --force is\n"
     "given, and never write over their input. 'drutils style <command> --help'\n"
     "tells more.\n";
 
-const char kShowHelp[] = "usage: drutils style show [--json] FILE\n"
-                         "  Prints the table's kind, description and scale, and one line per style:\n"
-                         "  plotted colour, lineweight, screening and linetype. A colour-dependent\n"
-                         "  table is listed by colour index. --json gives every field of the table.\n";
+const char kShowHelp[] =
+    "usage: drutils style show [--json [--lines]] [-r] FILE...\n"
+    "  Prints the table's kind, description and scale, and one line per style:\n"
+    "  plotted colour, lineweight, screening and linetype. A colour-dependent\n"
+    "  table is listed by colour index.\n"
+    "  --json gives everything the table holds, the form 'style build' reads back\n"
+    "  (share/drutils/plotstyletable.schema.json describes it); members named\n"
+    "  \"presentation\" are for people. With several FILEs, or folders walked with -r\n"
+    "  (their .ctb and .stb files), one document per line; exit status 1 when any\n"
+    "  file cannot be read. --lines writes one FILE with one line per style and\n"
+    "  without its name: the text for git's textconv (see the README).\n";
 
 const char kNewHelp[] = "usage: drutils style new ctb|stb OUT [--base NAME] [--force]\n"
                         "  ctb: 255 styles NAME_1..NAME_255 (NAME defaults to \"Color\");\n"
@@ -213,70 +225,15 @@ std::vector<Row> rows(const CPlotStyleTable& t) {
     return r;
 }
 
-void showJson(const std::string& path, const CPlotStyleTable& t) {
-    cli::Json j;
-    j.beginObject();
-    j.key("file").value(path);
-    j.key("kind").value(t.useACI() ? "colour-dependent" : "named");
-    j.key("description").value(t.desc());
-    j.key("aci_table_available").value(t.hasACI());
-    j.key("scale_factor").value(t.scaleFactor(), 7);
-    j.key("apply_factor").value(t.applyFactor());
-    j.key("custom_lineweight_display_units").value(t.lineWeightUnits());
-    j.key("custom_lineweights").beginArray();
-    for (int k = 0; k < CCustomLineweightTable::kSize; ++k)
-        j.value(t.lineWeights().at(k), 7);
-    j.endArray();
-    j.key("styles").beginArray();
-    for (int i = 0; i < t.size(); ++i) {
-        const CPlotStyle& s = *t.style(i);
-        j.beginObject();
-        j.key("position").value(i);
-        j.key("name").value(s.name());
-        j.key("localized_name").value(s.locName());
-        j.key("description").value(s.desc());
-        j.key("color").value(s.color());
-        j.key("mode_color").value(s.mode_color());
-        j.key("color_policy").value(s.color_policy());
-        j.key("dither").value(s.isDither());
-        j.key("grayscale").value(s.isGrayScale());
-        j.key("physical_pen_number").value(s.pen());
-        j.key("virtual_pen_number").value(s.virtualPen());
-        j.key("screen").value(s.screen());
-        j.key("linepattern_size").value(s.linepattern_size(), 7);
-        j.key("linetype").value(s.lineType());
-        j.key("adaptive_linetype").value(s.isAdaptiveLinetype());
-        j.key("lineweight").value(s.lineWeight());
-        const double mm = t.lineWeights().forStyle(s.lineWeight());
-        j.key("lineweight_mm");
-        if (mm >= 0)
-            j.value(mm, 7);
-        else
-            j.null();
-        j.key("fill_style").value(s.fillStyle());
-        j.key("end_style").value(s.endStyle());
-        j.key("join_style").value(s.joinStyle());
-        j.endObject();
-    }
-    j.endArray();
-    if (t.hasACI()) {
-        j.key("aci_table").beginArray();
-        for (int k = 1; k <= CAciTable::kSize; ++k) {
-            if (const CPlotStyle* s = t.ACI().at(k))
-                j.value(s->name());
-            else
-                j.null();
-        }
-        j.endArray();
-    }
-    j.endObject();
-    j.finish();
-}
-
 int runShow(cli::Args& args) {
     if (helpFor(args, kShowHelp))
         return cli::kOk;
     const bool json = cli::takeFlag(args, "--json");
+    const bool lines = cli::takeFlag(args, "--lines");
+    if (lines && !json)
+        return cli::usage("--lines goes with --json");
+    if (json)
+        return runStyleShowJson(args, lines);
     if (cli::rejectUnknownOptions(args))
         return cli::kUsage;
     if (args.size() != 1)
@@ -285,10 +242,6 @@ int runShow(cli::Args& args) {
     auto t = load(args[0], error);
     if (!t)
         return cli::fail(error);
-    if (json) {
-        showJson(args[0], *t);
-        return cli::kOk;
-    }
     std::printf("file:        %s\n", args[0].c_str());
     std::printf("kind:        %s, %d style%s\n", t->useACI() ? "colour-dependent" : "named", t->size(),
                 t->size() == 1 ? "" : "s");
@@ -738,5 +691,9 @@ int runStyle(cli::Args& args) {
         return runSet(args);
     if (command == "render")
         return runRender(args);
+    if (command == "build")
+        return runStyleBuild(args);
+    if (command == "diff")
+        return runStyleDiff(args);
     return cli::usage("unknown command 'style " + command + "'");
 }

@@ -16,6 +16,17 @@ int runConfig(cli::Args& args);
 int runReg(cli::Args& args);
 int runProfile(cli::Args& args);
 
+// The JSON source form (cmd_source.cpp): show --json of files and folders (lines:
+// one line per style or field, for git), build, diff.
+int runStyleShowJson(cli::Args& args, bool lines);
+int runStyleBuild(cli::Args& args);
+int runStyleDiff(cli::Args& args);
+int runCfgShowJson(cli::Args& args, bool model, bool lines);
+int runPc3Build(cli::Args& args);
+int runPc3Diff(cli::Args& args);
+int runPmpBuild(cli::Args& args);
+int runPmpDiff(cli::Args& args);
+
 // Printing (cmd_printing.cpp): system printers and their papers, configurations
 // made from printers and applied to print settings.
 int runPrinters(cli::Args& args);
