@@ -511,11 +511,10 @@ OdString createUniqueFile(const OdString& prefix, const OdString& suffix) {
     std::string templ = base + "XXXXXX" + tail;
     // mkstemp: created exclusively with mode 0600, so nobody else can have opened
     // the name first or read what goes into it.
-    const int fd = ::mkostemps(templ.data(), int(tail.size()), O_CLOEXEC);
+    const int fd = createTemporary(templ, int(tail.size()));
     if (fd < 0)
         return OdString();
     ::close(fd);
-    registerTemporary(templ);
     return fromNativePath(templ);
 }
 
@@ -631,7 +630,7 @@ AtomicFileWriter::AtomicFileWriter(const OdString& destination, bool replaceExis
     // planted at the name) and owner only while it is written, since what goes in
     // may be private (deciphered text) and is incomplete until commit.
     std::string temporary = directoryOf(m_destination) + "/." + baseNameOf(m_destination) + ".XXXXXX.tmp";
-    const int fd = ::mkostemps(temporary.data(), 4, O_CLOEXEC);
+    const int fd = createTemporary(temporary, 4);
     if (fd < 0) {
         m_status = statusFromErrno(errno);
         return;
@@ -641,10 +640,10 @@ AtomicFileWriter::AtomicFileWriter(const OdString& destination, bool replaceExis
         m_status = statusFromErrno(errno);
         ::close(fd);
         ::unlink(temporary.c_str());
+        unregisterTemporary(temporary);
         return;
     }
     m_temporary = temporary;
-    registerTemporary(m_temporary);
 }
 
 AtomicFileWriter::~AtomicFileWriter() { discard(); }

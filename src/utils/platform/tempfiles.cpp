@@ -5,6 +5,9 @@
 #include <climits>
 #include <csignal>
 #include <cstring>
+#include <fcntl.h>
+#include <pthread.h>
+#include <stdlib.h>
 #include <unistd.h>
 
 namespace ut::platform {
@@ -22,6 +25,8 @@ struct Slot {
 };
 
 Slot g_slots[kSlots];
+
+const int kSignals[] = {SIGINT, SIGTERM, SIGHUP, SIGQUIT};
 
 void onSignal(int signo) {
     const int saved = errno;
@@ -47,6 +52,21 @@ int registerTemporary(const std::string& nativePath) {
     return -1;
 }
 
+int createTemporary(std::string& nativeTemplate, int suffixLength) {
+    sigset_t held, old;
+    sigemptyset(&held);
+    for (int signo : kSignals)
+        sigaddset(&held, signo);
+    ::pthread_sigmask(SIG_BLOCK, &held, &old);
+    const int fd = ::mkostemps(nativeTemplate.data(), suffixLength, O_CLOEXEC);
+    const int error = errno;
+    if (fd >= 0)
+        registerTemporary(nativeTemplate);
+    ::pthread_sigmask(SIG_SETMASK, &old, nullptr);
+    errno = error;
+    return fd;
+}
+
 void unregisterTemporary(int slot) {
     if (slot >= 0 && slot < kSlots)
         g_slots[slot].state.store(kFree, std::memory_order_release);
@@ -68,7 +88,7 @@ void removeRegisteredTemporaries() {
 }
 
 void removeTemporariesOnSignals() {
-    for (int signo : {SIGINT, SIGTERM, SIGHUP, SIGQUIT}) {
+    for (int signo : kSignals) {
         struct sigaction action {};
         action.sa_handler = onSignal;
         sigemptyset(&action.sa_mask);

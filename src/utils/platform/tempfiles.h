@@ -17,6 +17,10 @@ namespace ut::platform {
 // path too long (the file is then simply not removed on a signal).
 DRUTILS_API int registerTemporary(const std::string& nativePath);
 DRUTILS_API void unregisterTemporary(int slot);
+// mkostemps (O_CLOEXEC) and registerTemporary in one step that the handlers'
+// signals cannot split: a file is never there without being registered. The
+// descriptor, or -1 with errno set.
+DRUTILS_API int createTemporary(std::string& nativeTemplate, int suffixLength);
 // Unregisters the slot that holds nativePath, if any.
 DRUTILS_API void unregisterTemporary(const std::string& nativePath);
 
