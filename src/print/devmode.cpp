@@ -1,5 +1,5 @@
 // Device-mode records built from queues, their private bytes and job options.
-#include "plot/devmode.h"
+#include "print/devmode.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -7,7 +7,7 @@
 #include <cstring>
 
 #include "platform/codepage.h"
-#include "plot/papers_internal.h"
+#include "print/papers_internal.h"
 
 namespace ut::devmode {
 

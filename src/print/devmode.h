@@ -9,7 +9,7 @@
 #include <utility>
 #include <vector>
 
-#include "platform/printing.h"
+#include "print/platform/printing.h"
 #include "plotcfg.h"
 #include "ut_printdata.h"
 

@@ -8,7 +8,7 @@
 
 #include <wx/cmndata.h>
 
-#include "platform/printing.h"
+#include "print/platform/printing.h"
 
 namespace ut::papers {
 

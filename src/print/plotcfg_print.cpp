@@ -7,7 +7,7 @@
 
 #include <wx/translation.h>
 
-#include "plot/devmode.h"
+#include "print/devmode.h"
 #include "plotcfg.h"
 #include "ut_log.h"
 #include "ut_papers.h"

@@ -9,9 +9,9 @@
 #include <wx/paper.h>
 
 #include "plotcfg.h"
-#include "plot/devmode.h"
+#include "print/devmode.h"
 #include "ut_log.h"
-#include "plot/papers_internal.h"
+#include "print/papers_internal.h"
 
 namespace printing = ut::platform::printing;
 

@@ -1,5 +1,5 @@
 // The printing system on Linux: CUPS destinations through libcups.
-#include "platform/printing.h"
+#include "print/platform/printing.h"
 
 #include <algorithm>
 #include <cerrno>

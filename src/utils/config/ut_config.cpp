@@ -14,10 +14,10 @@
 #include "platform/codepage.h"
 #include "platform/filelock.h"
 #include "platform/files.h"
-#include "ut_config_internal.h"
+#include "config/ut_config_internal.h"
 #include "ut_filename.h"
 #include "ut_log.h"
-#include "ut_regconfig.h"
+#include "config/ut_regconfig.h"
 #include "ut_registry.h"
 
 namespace ut {

@@ -2,11 +2,11 @@
 // language's key.
 #include "platform/regstore.h"
 #include "ut_config.h"
-#include "ut_config_internal.h"
+#include "config/ut_config_internal.h"
 #include "ut_filename.h"
 #include "ut_log.h"
-#include "ut_regconfig.h"
-#include "ut_regfile.h"
+#include "config/ut_regconfig.h"
+#include "config/ut_regfile.h"
 
 namespace ut {
 

@@ -5,9 +5,9 @@
 
 #include "platform/files.h"
 #include "ut_config.h"
-#include "ut_config_internal.h"
+#include "config/ut_config_internal.h"
 #include "ut_filename.h"
-#include "ut_regfile.h"
+#include "config/ut_regfile.h"
 #include "ut_registry.h"
 
 namespace ut {

@@ -1,4 +1,4 @@
-#include "ut_regconfig.h"
+#include "config/ut_regconfig.h"
 
 #include <charconv>
 #include <cstdlib>

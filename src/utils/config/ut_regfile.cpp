@@ -1,4 +1,4 @@
-#include "ut_regfile.h"
+#include "config/ut_regfile.h"
 
 #include <cerrno>
 #include <cstdio>

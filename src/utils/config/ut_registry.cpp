@@ -5,8 +5,8 @@
 #include "platform/codepage.h"
 #include "platform/regstore.h"
 #include "ut_log.h"
-#include "ut_regconfig.h"
-#include "ut_regfile.h"
+#include "config/ut_regconfig.h"
+#include "config/ut_regfile.h"
 
 namespace ut {
 

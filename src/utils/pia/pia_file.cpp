@@ -9,8 +9,8 @@
 #include <string>
 #include <string_view>
 
-#include "plot/pia_text.h"
-#include "plot/zlib_engine_impl.h"
+#include "pia/pia_text.h"
+#include "pia/zlib_engine_impl.h"
 #include "platform/codepage.h"
 #include "platform/files.h"
 #include "ut_filename.h"

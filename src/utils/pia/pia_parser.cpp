@@ -14,8 +14,8 @@
 #include <vector>
 
 #include "pia.h"
-#include "plot/pia_pool.h"
-#include "plot/pia_text.h"
+#include "pia/pia_pool.h"
+#include "pia/pia_text.h"
 
 using pia::equalsAsciiNoCase;
 using pia::keyRunEnd;

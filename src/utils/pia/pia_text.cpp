@@ -1,4 +1,4 @@
-#include "plot/pia_text.h"
+#include "pia/pia_text.h"
 
 #include <algorithm>
 #include <cstdint>

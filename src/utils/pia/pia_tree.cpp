@@ -5,7 +5,7 @@
 #include <string>
 
 #include "pia.h"
-#include "plot/pia_pool.h"
+#include "pia/pia_pool.h"
 #include "platform/cnumbers.h"
 
 // An owned name is an array of one, so that every name an item owns (alone or

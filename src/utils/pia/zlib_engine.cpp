@@ -3,7 +3,7 @@
 #include <cstring>
 #include <zlib.h>
 
-#include "plot/zlib_engine_impl.h"
+#include "pia/zlib_engine_impl.h"
 #include "platform/checksum.h"
 #include "platform/files.h"
 

@@ -1,4 +1,4 @@
-#include "plot/cfgschema.h"
+#include "plotcfg/cfgschema.h"
 
 #include <cmath>
 

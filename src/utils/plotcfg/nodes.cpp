@@ -5,7 +5,7 @@
 #include <cwchar>
 #include <string>
 
-#include "plot/cfgschema.h"
+#include "plotcfg/cfgschema.h"
 
 using plotcfg::BlockReader;
 using plotcfg::BlockWriter;

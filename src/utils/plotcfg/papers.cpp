@@ -12,10 +12,10 @@
 
 #include <wx/paper.h>
 
-#include "plot/cfgschema.h"
-#include "plot/devmode.h"
+#include "plotcfg/cfgschema.h"
+#include "print/devmode.h"
 #include "ut_log.h"
-#include "plot/papers_internal.h"
+#include "print/papers_internal.h"
 
 namespace {
 

@@ -5,7 +5,7 @@
 
 #include <wx/translation.h>
 
-#include "plot/cfgschema.h"
+#include "plotcfg/cfgschema.h"
 #include "ut_log.h"
 
 using plotcfg::BlockReader;

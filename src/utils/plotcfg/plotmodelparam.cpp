@@ -1,6 +1,6 @@
 // User-defined model files: the meta block of a printer configuration plus the
 // plotter calibration, in the same container as a configuration.
-#include "plot/cfgschema.h"
+#include "plotcfg/cfgschema.h"
 #include "ut_log.h"
 
 using plotcfg::BlockReader;

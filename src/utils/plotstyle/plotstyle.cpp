@@ -7,8 +7,8 @@
 
 #include "binstream.h"
 #include "pia.h"
-#include "plot/block_cursor.h"
-#include "plot/table_keys.h"
+#include "plotstyle/block_cursor.h"
+#include "plotstyle/table_keys.h"
 
 namespace {
 

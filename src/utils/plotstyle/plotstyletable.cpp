@@ -11,8 +11,8 @@
 #include <wx/translation.h>
 
 #include "pia.h"
-#include "plot/block_cursor.h"
-#include "plot/table_keys.h"
+#include "plotstyle/block_cursor.h"
+#include "plotstyle/table_keys.h"
 #include "ut_filename.h"
 #include "ut_log.h"
 

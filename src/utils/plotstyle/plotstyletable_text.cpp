@@ -19,8 +19,8 @@
 
 #include "pia.h"
 #include "platform/cnumbers.h"
-#include "plot/pia_text.h"
-#include "plot/table_keys.h"
+#include "pia/pia_text.h"
+#include "plotstyle/table_keys.h"
 
 namespace {
 
