@@ -45,8 +45,8 @@ DRUTILS_API bool isCustomPaperSize(int& number, const wchar_t* name);
 DRUTILS_API short getPSnumber(const wchar_t* name);
 
 // The size of a standard paper in millimetres, as the toolkit's paper database
-// gives it; false for numbers it does not know (and before the toolkit is
-// initialised).
+// gives it; false for numbers it does not know. Needs neither the toolkit's GUI
+// library nor its initialisation.
 DRUTILS_API bool getStandardPaperSize(short paper, double& widthMm, double& heightMm);
 
 // One paper of a printer, as CMediaNode::set takes it: its device number, its name

@@ -1,6 +1,6 @@
-// Paper numbering shared by the print-data and paper families: the standard
-// papers' counterparts in the toolkit's paper database, and the numbers and names
-// a queue's media get.
+// Paper numbering of the printing library: the numbers and names a queue's media
+// and paper sources get. The standard papers' numbers come from the base library
+// (plotcfg/standard_papers.h).
 #pragma once
 
 #include <string>
@@ -8,18 +8,10 @@
 
 #include <wx/cmndata.h>
 
+#include "plotcfg/standard_papers.h"
 #include "print/platform/printing.h"
 
 namespace ut::papers {
-
-// The toolkit paper of a standard paper number; wxPAPER_NONE for 0, 48, 49 and
-// numbers outside 1..118.
-wxPaperSize toolkitPaper(int number);
-// The standard number of a toolkit paper; 0 for none.
-short numberOfToolkitPaper(wxPaperSize paper);
-// The toolkit database's size of a standard paper, in tenths of a millimetre;
-// false when the database does not know it (or the toolkit is not initialised).
-bool standardSize(int number, int& widthTenths, int& lengthTenths);
 
 // One paper of a queue with the number and name a device mode uses for it.
 struct QueuePaper {

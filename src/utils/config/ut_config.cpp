@@ -8,8 +8,6 @@
 #include <cwctype>
 
 #include <wx/app.h>
-#include <wx/display.h>
-#include <wx/window.h>
 
 #include "platform/codepage.h"
 #include "platform/filelock.h"
@@ -765,81 +763,6 @@ bool Config::copyGroup(ECfgGroup group, const OdString& from, const OdString& to
     if (!replace && target.Exists())
         return false;
     return copyKeyTree(source, target, L"{{Unknown type: %d}}");
-}
-
-// ---- window places ----
-
-bool Config::checkWindowPosition(wxRect& rect) {
-    if (rect.x == wxDefaultPosition.x && rect.y == wxDefaultPosition.y)
-        return false;
-    if (wxDisplay::GetCount() == 0)
-        return true;
-    int index = wxDisplay::GetFromPoint(rect.GetTopLeft());
-    if (index == wxNOT_FOUND)
-        index = wxDisplay::GetFromPoint(wxPoint(rect.x + rect.width / 2, rect.y));
-    if (index == wxNOT_FOUND)
-        index = 0;
-    config_detail::fitIntoArea(rect, wxDisplay(unsigned(index)).GetClientArea());
-    return true;
-}
-
-namespace {
-
-using RectCheck = bool (*)(wxRect&);
-
-bool placeWindow(wxWindow* window, ECfgGroup group, const wxSize& defaultSize, RectCheck check) {
-    if (!window)
-        return false;
-    wxRect rect;
-    if (config_detail::loadRect(group, od(window->GetName()), rect) && check(rect)) {
-        window->SetSize(rect);
-        return true;
-    }
-    if (defaultSize != wxDefaultSize)
-        window->SetSize(defaultSize);
-    return false;
-}
-
-} // namespace
-
-bool Config::loadWindowRect(wxWindow* window, const wxSize& defaultSize) {
-    return placeWindow(window, kCfgWindows, defaultSize, &Config::checkWindowPosition);
-}
-
-bool Config::loadWindowRect(wxWindow* window) { return loadWindowRect(window, wxDefaultSize); }
-
-bool Config::saveWindowRect(const wxWindow* window) {
-    return window && config_detail::saveRect(kCfgWindows, od(window->GetName()), window->GetRect());
-}
-
-bool Config::loadWindowRectOutsideProfiles(wxWindow* window, const wxSize& defaultSize) {
-    return placeWindow(window, kCfgLanguageWindows, defaultSize, &Config::checkWindowPosition);
-}
-
-bool Config::saveWindowRectOutsideProfiles(const wxWindow* window) {
-    return window && config_detail::saveRect(kCfgLanguageWindows, od(window->GetName()), window->GetRect());
-}
-
-bool Config::loadWindowPos(wxWindow* window, const wxPoint& defaultPos) {
-    if (!window)
-        return false;
-    wxPoint pos;
-    if (config_detail::loadPos(kCfgWindows, od(window->GetName()), pos)) {
-        wxRect rect(pos, window->GetSize());
-        if (checkWindowPosition(rect)) {
-            window->Move(rect.GetPosition());
-            return true;
-        }
-    }
-    if (defaultPos != wxDefaultPosition)
-        window->Move(defaultPos);
-    return false;
-}
-
-bool Config::loadWindowPos(wxWindow* window) { return loadWindowPos(window, wxDefaultPosition); }
-
-bool Config::saveWindowPos(const wxWindow* window) {
-    return window && config_detail::savePos(kCfgWindows, od(window->GetName()), window->GetPosition());
 }
 
 // ---- wxString forms ----

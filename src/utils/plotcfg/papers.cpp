@@ -1,5 +1,6 @@
-// Paper names and units, a queue's papers as device-mode numbers, the paper
-// getter and the custom-paper editor.
+// Paper names, units and sizes of the standard paper numbers, and the custom-paper
+// editor. The papers of system printers are the printing library's
+// (src/print/printer_papers.cpp).
 #include "ut_papers.h"
 
 #include <algorithm>
@@ -8,14 +9,10 @@
 #include <cstdint>
 #include <cwchar>
 #include <cwctype>
-#include <set>
-
-#include <wx/paper.h>
 
 #include "plotcfg/cfgschema.h"
-#include "print/devmode.h"
+#include "plotcfg/standard_papers.h"
 #include "ut_log.h"
-#include "print/papers_internal.h"
 
 namespace {
 
@@ -28,176 +25,135 @@ struct StandardPaper {
     const wchar_t* name;
     OdDbPlotSettings::PlotPaperUnits unit;
     wxPaperSize toolkit;
+    int width, length; // tenths of a millimetre, as the toolkit's paper database has them
 };
 
 // Device paper numbers 0..118: the standard names, the unit each is listed in (as
-// listed: some metric papers are in inches), and the toolkit's paper.
+// listed: some metric papers are in inches), the toolkit's paper and its size. The
+// sizes are here rather than asked of the toolkit's paper database, which lives in
+// its GUI library; the printing tests hold the two equal.
 const StandardPaper kPapers[] = {
-    {L"", kIn, wxPAPER_NONE},
-    {L"Letter", kIn, wxPAPER_LETTER},
-    {L"Letter Small", kIn, wxPAPER_LETTERSMALL},
-    {L"Tabloid", kIn, wxPAPER_TABLOID},
-    {L"Ledger", kIn, wxPAPER_LEDGER},
-    {L"Legal", kIn, wxPAPER_LEGAL},
-    {L"Statement", kIn, wxPAPER_STATEMENT},
-    {L"Executive", kIn, wxPAPER_EXECUTIVE},
-    {L"A3", kMm, wxPAPER_A3},
-    {L"A4", kMm, wxPAPER_A4},
-    {L"A4 Small", kMm, wxPAPER_A4SMALL},
-    {L"A5", kMm, wxPAPER_A5},
-    {L"B4 (JIS)", kMm, wxPAPER_B4},
-    {L"B5 (JIS)", kMm, wxPAPER_B5},
-    {L"Folio", kIn, wxPAPER_FOLIO},
-    {L"Quarto", kMm, wxPAPER_QUARTO},
-    {L"10x14", kIn, wxPAPER_10X14},
-    {L"11x17", kIn, wxPAPER_11X17},
-    {L"Note", kIn, wxPAPER_NOTE},
-    {L"Envelope #9", kIn, wxPAPER_ENV_9},
-    {L"Envelope #10", kIn, wxPAPER_ENV_10},
-    {L"Envelope #11", kIn, wxPAPER_ENV_11},
-    {L"Envelope #12", kIn, wxPAPER_ENV_12},
-    {L"Envelope #14", kIn, wxPAPER_ENV_14},
-    {L"C size sheet", kIn, wxPAPER_CSHEET},
-    {L"D size sheet", kIn, wxPAPER_DSHEET},
-    {L"E size sheet", kIn, wxPAPER_ESHEET},
-    {L"Envelope DL", kMm, wxPAPER_ENV_DL},
-    {L"Envelope C5", kMm, wxPAPER_ENV_C5},
-    {L"Envelope C3", kMm, wxPAPER_ENV_C3},
-    {L"Envelope C4", kMm, wxPAPER_ENV_C4},
-    {L"Envelope C6", kMm, wxPAPER_ENV_C6},
-    {L"Envelope C65", kMm, wxPAPER_ENV_C65},
-    {L"Envelope B4", kMm, wxPAPER_ENV_B4},
-    {L"Envelope B5", kMm, wxPAPER_ENV_B5},
-    {L"Envelope B6", kMm, wxPAPER_ENV_B6},
-    {L"Envelope", kMm, wxPAPER_ENV_ITALY},
-    {L"Envelope Monarch", kIn, wxPAPER_ENV_MONARCH},
-    {L"6 3/4 Envelope", kIn, wxPAPER_ENV_PERSONAL},
-    {L"US Std Fanfold", kIn, wxPAPER_FANFOLD_US},
-    {L"German Std Fanfold", kIn, wxPAPER_FANFOLD_STD_GERMAN},
-    {L"German Legal Fanfold", kIn, wxPAPER_FANFOLD_LGL_GERMAN},
-    {L"B4 (ISO)", kMm, wxPAPER_ISO_B4},
-    {L"Japanese Postcard", kMm, wxPAPER_JAPANESE_POSTCARD},
-    {L"9x11", kIn, wxPAPER_9X11},
-    {L"10x11", kIn, wxPAPER_10X11},
-    {L"15x11", kIn, wxPAPER_15X11},
-    {L"Envelope Invite", kMm, wxPAPER_ENV_INVITE},
-    {L"Reserved48", kIn, wxPAPER_NONE},
-    {L"Reserved49", kIn, wxPAPER_NONE},
-    {L"Letter Extra", kIn, wxPAPER_LETTER_EXTRA},
-    {L"Legal Extra", kIn, wxPAPER_LEGAL_EXTRA},
-    {L"Tabloid Extra", kIn, wxPAPER_TABLOID_EXTRA},
-    {L"A4 Extra", kIn, wxPAPER_A4_EXTRA},
-    {L"Letter Transverse", kIn, wxPAPER_LETTER_TRANSVERSE},
-    {L"A4 Transverse", kMm, wxPAPER_A4_TRANSVERSE},
-    {L"Letter Extra Transverse", kIn, wxPAPER_LETTER_EXTRA_TRANSVERSE},
-    {L"Super A", kMm, wxPAPER_A_PLUS},
-    {L"Super B", kMm, wxPAPER_B_PLUS},
-    {L"Letter Plus", kIn, wxPAPER_LETTER_PLUS},
-    {L"A4 Plus", kMm, wxPAPER_A4_PLUS},
-    {L"A5 Transverse", kMm, wxPAPER_A5_TRANSVERSE},
-    {L"B5 (JIS) Transverse", kMm, wxPAPER_B5_TRANSVERSE},
-    {L"A3 Extra", kMm, wxPAPER_A3_EXTRA},
-    {L"A5 Extra", kMm, wxPAPER_A5_EXTRA},
-    {L"B5 (ISO) Extra", kMm, wxPAPER_B5_EXTRA},
-    {L"A2", kMm, wxPAPER_A2},
-    {L"A3 Transverse", kMm, wxPAPER_A3_TRANSVERSE},
-    {L"A3 Extra Transverse", kMm, wxPAPER_A3_EXTRA_TRANSVERSE},
-    {L"Japanese Double Postcard", kMm, wxPAPER_DBL_JAPANESE_POSTCARD},
-    {L"A6", kMm, wxPAPER_A6},
-    {L"Japanese Envelope Kaku #2", kIn, wxPAPER_JENV_KAKU2},
-    {L"Japanese Envelope Kaku #3", kIn, wxPAPER_JENV_KAKU3},
-    {L"Japanese Envelope Chou #3", kIn, wxPAPER_JENV_CHOU3},
-    {L"Japanese Envelope Chou #4", kIn, wxPAPER_JENV_CHOU4},
-    {L"Letter Rotated", kIn, wxPAPER_LETTER_ROTATED},
-    {L"A3 Rotated", kMm, wxPAPER_A3_ROTATED},
-    {L"A4 Rotated", kMm, wxPAPER_A4_ROTATED},
-    {L"A5 Rotated", kMm, wxPAPER_A5_ROTATED},
-    {L"B4 (JIS) Rotated", kMm, wxPAPER_B4_JIS_ROTATED},
-    {L"B5 (JIS) Rotated", kMm, wxPAPER_B5_JIS_ROTATED},
-    {L"Japanese Postcard Rotated", kMm, wxPAPER_JAPANESE_POSTCARD_ROTATED},
-    {L"Double Japan Postcard Rotated", kMm, wxPAPER_DBL_JAPANESE_POSTCARD_ROTATED},
-    {L"A6 Rotated", kMm, wxPAPER_A6_ROTATED},
-    {L"Japan Envelope Kaku #2 Rotated", kIn, wxPAPER_JENV_KAKU2_ROTATED},
-    {L"Japan Envelope Kaku #3 Rotated", kIn, wxPAPER_JENV_KAKU3_ROTATED},
-    {L"Japan Envelope Chou #3 Rotated", kIn, wxPAPER_JENV_CHOU3_ROTATED},
-    {L"Japan Envelope Chou #4 Rotated", kIn, wxPAPER_JENV_CHOU4_ROTATED},
-    {L"B6 (JIS)", kMm, wxPAPER_B6_JIS},
-    {L"B6 (JIS) Rotated", kMm, wxPAPER_B6_JIS_ROTATED},
-    {L"12x11", kIn, wxPAPER_12X11},
-    {L"Japan Envelope You #4", kIn, wxPAPER_JENV_YOU4},
-    {L"Japan Envelope You #4 Rotated", kIn, wxPAPER_JENV_YOU4_ROTATED},
-    {L"PRC 16K", kMm, wxPAPER_P16K},
-    {L"PRC 32K", kMm, wxPAPER_P32K},
-    {L"PRC 32K(Big)", kMm, wxPAPER_P32KBIG},
-    {L"PRC Envelope #1", kMm, wxPAPER_PENV_1},
-    {L"PRC Envelope #2", kMm, wxPAPER_PENV_2},
-    {L"PRC Envelope #3", kMm, wxPAPER_PENV_3},
-    {L"PRC Envelope #4", kMm, wxPAPER_PENV_4},
-    {L"PRC Envelope #5", kMm, wxPAPER_PENV_5},
-    {L"PRC Envelope #6", kMm, wxPAPER_PENV_6},
-    {L"PRC Envelope #7", kMm, wxPAPER_PENV_7},
-    {L"PRC Envelope #8", kMm, wxPAPER_PENV_8},
-    {L"PRC Envelope #9", kMm, wxPAPER_PENV_9},
-    {L"PRC Envelope #10", kMm, wxPAPER_PENV_10},
-    {L"PRC 16K Rotated", kMm, wxPAPER_P16K_ROTATED},
-    {L"PRC 32K Rotated", kMm, wxPAPER_P32K_ROTATED},
-    {L"PRC 32K(Big) Rotated", kMm, wxPAPER_P32KBIG_ROTATED},
-    {L"PRC Envelope #1 Rotated", kMm, wxPAPER_PENV_1_ROTATED},
-    {L"PRC Envelope #2 Rotated", kMm, wxPAPER_PENV_2_ROTATED},
-    {L"PRC Envelope #3 Rotated", kMm, wxPAPER_PENV_3_ROTATED},
-    {L"PRC Envelope #4 Rotated", kMm, wxPAPER_PENV_4_ROTATED},
-    {L"PRC Envelope #5 Rotated", kMm, wxPAPER_PENV_5_ROTATED},
-    {L"PRC Envelope #6 Rotated", kMm, wxPAPER_PENV_6_ROTATED},
-    {L"PRC Envelope #7 Rotated", kMm, wxPAPER_PENV_7_ROTATED},
-    {L"PRC Envelope #8 Rotated", kMm, wxPAPER_PENV_8_ROTATED},
-    {L"PRC Envelope #9 Rotated", kMm, wxPAPER_PENV_9_ROTATED},
-    {L"PRC Envelope #10 Rotated", kMm, wxPAPER_PENV_10_ROTATED},
+    {L"", kIn, wxPAPER_NONE, 0, 0},
+    {L"Letter", kIn, wxPAPER_LETTER, 2159, 2794},
+    {L"Letter Small", kIn, wxPAPER_LETTERSMALL, 2159, 2794},
+    {L"Tabloid", kIn, wxPAPER_TABLOID, 2794, 4318},
+    {L"Ledger", kIn, wxPAPER_LEDGER, 4318, 2794},
+    {L"Legal", kIn, wxPAPER_LEGAL, 2159, 3556},
+    {L"Statement", kIn, wxPAPER_STATEMENT, 1397, 2159},
+    {L"Executive", kIn, wxPAPER_EXECUTIVE, 1842, 2667},
+    {L"A3", kMm, wxPAPER_A3, 2970, 4200},
+    {L"A4", kMm, wxPAPER_A4, 2100, 2970},
+    {L"A4 Small", kMm, wxPAPER_A4SMALL, 2100, 2970},
+    {L"A5", kMm, wxPAPER_A5, 1480, 2100},
+    {L"B4 (JIS)", kMm, wxPAPER_B4, 2500, 3540},
+    {L"B5 (JIS)", kMm, wxPAPER_B5, 1820, 2570},
+    {L"Folio", kIn, wxPAPER_FOLIO, 2159, 3302},
+    {L"Quarto", kMm, wxPAPER_QUARTO, 2150, 2750},
+    {L"10x14", kIn, wxPAPER_10X14, 2540, 3556},
+    {L"11x17", kIn, wxPAPER_11X17, 2794, 4318},
+    {L"Note", kIn, wxPAPER_NOTE, 2159, 2794},
+    {L"Envelope #9", kIn, wxPAPER_ENV_9, 984, 2254},
+    {L"Envelope #10", kIn, wxPAPER_ENV_10, 1048, 2413},
+    {L"Envelope #11", kIn, wxPAPER_ENV_11, 1143, 2635},
+    {L"Envelope #12", kIn, wxPAPER_ENV_12, 1206, 2794},
+    {L"Envelope #14", kIn, wxPAPER_ENV_14, 1270, 2921},
+    {L"C size sheet", kIn, wxPAPER_CSHEET, 4318, 5588},
+    {L"D size sheet", kIn, wxPAPER_DSHEET, 5588, 8636},
+    {L"E size sheet", kIn, wxPAPER_ESHEET, 8636, 11176},
+    {L"Envelope DL", kMm, wxPAPER_ENV_DL, 1100, 2200},
+    {L"Envelope C5", kMm, wxPAPER_ENV_C5, 1620, 2290},
+    {L"Envelope C3", kMm, wxPAPER_ENV_C3, 3240, 4580},
+    {L"Envelope C4", kMm, wxPAPER_ENV_C4, 2290, 3240},
+    {L"Envelope C6", kMm, wxPAPER_ENV_C6, 1140, 1620},
+    {L"Envelope C65", kMm, wxPAPER_ENV_C65, 1140, 2290},
+    {L"Envelope B4", kMm, wxPAPER_ENV_B4, 2500, 3530},
+    {L"Envelope B5", kMm, wxPAPER_ENV_B5, 1760, 2500},
+    {L"Envelope B6", kMm, wxPAPER_ENV_B6, 1760, 1250},
+    {L"Envelope", kMm, wxPAPER_ENV_ITALY, 1100, 2300},
+    {L"Envelope Monarch", kIn, wxPAPER_ENV_MONARCH, 984, 1905},
+    {L"6 3/4 Envelope", kIn, wxPAPER_ENV_PERSONAL, 921, 1651},
+    {L"US Std Fanfold", kIn, wxPAPER_FANFOLD_US, 3778, 2794},
+    {L"German Std Fanfold", kIn, wxPAPER_FANFOLD_STD_GERMAN, 2159, 3048},
+    {L"German Legal Fanfold", kIn, wxPAPER_FANFOLD_LGL_GERMAN, 2159, 3302},
+    {L"B4 (ISO)", kMm, wxPAPER_ISO_B4, 2500, 3530},
+    {L"Japanese Postcard", kMm, wxPAPER_JAPANESE_POSTCARD, 1000, 1480},
+    {L"9x11", kIn, wxPAPER_9X11, 2286, 2794},
+    {L"10x11", kIn, wxPAPER_10X11, 2540, 2794},
+    {L"15x11", kIn, wxPAPER_15X11, 3810, 2794},
+    {L"Envelope Invite", kMm, wxPAPER_ENV_INVITE, 2200, 2200},
+    {L"Reserved48", kIn, wxPAPER_NONE, 0, 0},
+    {L"Reserved49", kIn, wxPAPER_NONE, 0, 0},
+    {L"Letter Extra", kIn, wxPAPER_LETTER_EXTRA, 2413, 3048},
+    {L"Legal Extra", kIn, wxPAPER_LEGAL_EXTRA, 2413, 3810},
+    {L"Tabloid Extra", kIn, wxPAPER_TABLOID_EXTRA, 2969, 4572},
+    {L"A4 Extra", kIn, wxPAPER_A4_EXTRA, 2355, 3223},
+    {L"Letter Transverse", kIn, wxPAPER_LETTER_TRANSVERSE, 2159, 2794},
+    {L"A4 Transverse", kMm, wxPAPER_A4_TRANSVERSE, 2100, 2970},
+    {L"Letter Extra Transverse", kIn, wxPAPER_LETTER_EXTRA_TRANSVERSE, 2355, 3048},
+    {L"Super A", kMm, wxPAPER_A_PLUS, 2270, 3560},
+    {L"Super B", kMm, wxPAPER_B_PLUS, 3050, 4870},
+    {L"Letter Plus", kIn, wxPAPER_LETTER_PLUS, 2159, 3223},
+    {L"A4 Plus", kMm, wxPAPER_A4_PLUS, 2100, 3300},
+    {L"A5 Transverse", kMm, wxPAPER_A5_TRANSVERSE, 1480, 2100},
+    {L"B5 (JIS) Transverse", kMm, wxPAPER_B5_TRANSVERSE, 1820, 2570},
+    {L"A3 Extra", kMm, wxPAPER_A3_EXTRA, 3220, 4450},
+    {L"A5 Extra", kMm, wxPAPER_A5_EXTRA, 1740, 2350},
+    {L"B5 (ISO) Extra", kMm, wxPAPER_B5_EXTRA, 2010, 2760},
+    {L"A2", kMm, wxPAPER_A2, 4200, 5940},
+    {L"A3 Transverse", kMm, wxPAPER_A3_TRANSVERSE, 2970, 4200},
+    {L"A3 Extra Transverse", kMm, wxPAPER_A3_EXTRA_TRANSVERSE, 3220, 4450},
+    {L"Japanese Double Postcard", kMm, wxPAPER_DBL_JAPANESE_POSTCARD, 2000, 1480},
+    {L"A6", kMm, wxPAPER_A6, 1050, 1480},
+    {L"Japanese Envelope Kaku #2", kIn, wxPAPER_JENV_KAKU2, 2400, 3320},
+    {L"Japanese Envelope Kaku #3", kIn, wxPAPER_JENV_KAKU3, 2160, 2770},
+    {L"Japanese Envelope Chou #3", kIn, wxPAPER_JENV_CHOU3, 1200, 2350},
+    {L"Japanese Envelope Chou #4", kIn, wxPAPER_JENV_CHOU4, 900, 2050},
+    {L"Letter Rotated", kIn, wxPAPER_LETTER_ROTATED, 2794, 2159},
+    {L"A3 Rotated", kMm, wxPAPER_A3_ROTATED, 4200, 2970},
+    {L"A4 Rotated", kMm, wxPAPER_A4_ROTATED, 2970, 2100},
+    {L"A5 Rotated", kMm, wxPAPER_A5_ROTATED, 2100, 1480},
+    {L"B4 (JIS) Rotated", kMm, wxPAPER_B4_JIS_ROTATED, 3640, 2570},
+    {L"B5 (JIS) Rotated", kMm, wxPAPER_B5_JIS_ROTATED, 2570, 1820},
+    {L"Japanese Postcard Rotated", kMm, wxPAPER_JAPANESE_POSTCARD_ROTATED, 1480, 1000},
+    {L"Double Japan Postcard Rotated", kMm, wxPAPER_DBL_JAPANESE_POSTCARD_ROTATED, 1480, 2000},
+    {L"A6 Rotated", kMm, wxPAPER_A6_ROTATED, 1480, 1050},
+    {L"Japan Envelope Kaku #2 Rotated", kIn, wxPAPER_JENV_KAKU2_ROTATED, 3320, 2400},
+    {L"Japan Envelope Kaku #3 Rotated", kIn, wxPAPER_JENV_KAKU3_ROTATED, 2770, 2160},
+    {L"Japan Envelope Chou #3 Rotated", kIn, wxPAPER_JENV_CHOU3_ROTATED, 2350, 1200},
+    {L"Japan Envelope Chou #4 Rotated", kIn, wxPAPER_JENV_CHOU4_ROTATED, 2050, 900},
+    {L"B6 (JIS)", kMm, wxPAPER_B6_JIS, 1280, 1820},
+    {L"B6 (JIS) Rotated", kMm, wxPAPER_B6_JIS_ROTATED, 1920, 1280},
+    {L"12x11", kIn, wxPAPER_12X11, 3048, 2794},
+    {L"Japan Envelope You #4", kIn, wxPAPER_JENV_YOU4, 2350, 1050},
+    {L"Japan Envelope You #4 Rotated", kIn, wxPAPER_JENV_YOU4_ROTATED, 1050, 2350},
+    {L"PRC 16K", kMm, wxPAPER_P16K, 1460, 2150},
+    {L"PRC 32K", kMm, wxPAPER_P32K, 970, 1510},
+    {L"PRC 32K(Big)", kMm, wxPAPER_P32KBIG, 970, 1510},
+    {L"PRC Envelope #1", kMm, wxPAPER_PENV_1, 1020, 1650},
+    {L"PRC Envelope #2", kMm, wxPAPER_PENV_2, 1020, 1760},
+    {L"PRC Envelope #3", kMm, wxPAPER_PENV_3, 1250, 1760},
+    {L"PRC Envelope #4", kMm, wxPAPER_PENV_4, 1100, 2080},
+    {L"PRC Envelope #5", kMm, wxPAPER_PENV_5, 1100, 2200},
+    {L"PRC Envelope #6", kMm, wxPAPER_PENV_6, 1200, 2300},
+    {L"PRC Envelope #7", kMm, wxPAPER_PENV_7, 1600, 2300},
+    {L"PRC Envelope #8", kMm, wxPAPER_PENV_8, 1200, 3090},
+    {L"PRC Envelope #9", kMm, wxPAPER_PENV_9, 2290, 3240},
+    {L"PRC Envelope #10", kMm, wxPAPER_PENV_10, 3240, 4580},
+    {L"PRC 16K Rotated", kMm, wxPAPER_P16K_ROTATED, 2150, 1460},
+    {L"PRC 32K Rotated", kMm, wxPAPER_P32K_ROTATED, 1510, 970},
+    {L"PRC 32K(Big) Rotated", kMm, wxPAPER_P32KBIG_ROTATED, 1510, 970},
+    {L"PRC Envelope #1 Rotated", kMm, wxPAPER_PENV_1_ROTATED, 1650, 1020},
+    {L"PRC Envelope #2 Rotated", kMm, wxPAPER_PENV_2_ROTATED, 1760, 1020},
+    {L"PRC Envelope #3 Rotated", kMm, wxPAPER_PENV_3_ROTATED, 1760, 1250},
+    {L"PRC Envelope #4 Rotated", kMm, wxPAPER_PENV_4_ROTATED, 2080, 1100},
+    {L"PRC Envelope #5 Rotated", kMm, wxPAPER_PENV_5_ROTATED, 2200, 1100},
+    {L"PRC Envelope #6 Rotated", kMm, wxPAPER_PENV_6_ROTATED, 2300, 1200},
+    {L"PRC Envelope #7 Rotated", kMm, wxPAPER_PENV_7_ROTATED, 2300, 1600},
+    {L"PRC Envelope #8 Rotated", kMm, wxPAPER_PENV_8_ROTATED, 3090, 1200},
+    {L"PRC Envelope #9 Rotated", kMm, wxPAPER_PENV_9_ROTATED, 3240, 2290},
+    {L"PRC Envelope #10 Rotated", kMm, wxPAPER_PENV_10_ROTATED, 4580, 3240},
 };
 static_assert(std::size(kPapers) == ut::kLastStandardPaper + 1, "one entry per standard paper number");
-
-// FNV-1a: a fixed hash, so that a name gets the same number in every process.
-uint32_t fnv1a(const std::string& s) {
-    uint32_t h = 2166136261u;
-    for (unsigned char c : s)
-        h = (h ^ c) * 16777619u;
-    return h;
-}
-
-// A number from 256 up for a name, moving on past numbers already taken.
-short userNumber(const std::string& key, std::set<short>& taken) {
-    constexpr uint32_t kRange = 32768 - 256;
-    uint32_t slot = fnv1a(key) % kRange;
-    for (uint32_t tries = 0; tries < kRange; ++tries, slot = (slot + 1) % kRange) {
-        const short n = short(256 + slot);
-        if (taken.insert(n).second)
-            return n;
-    }
-    return 0;
-}
-
-struct SourceName {
-    const char* name;
-    short number;
-};
-const SourceName kSources[] = {
-    {"auto", DMBIN_AUTO},         {"top", DMBIN_UPPER},        {"bottom", DMBIN_LOWER},
-    {"middle", DMBIN_MIDDLE},     {"manual", DMBIN_MANUAL},    {"envelope", DMBIN_ENVELOPE},
-    {"tractor", DMBIN_TRACTOR},   {"large-capacity", DMBIN_LARGECAPACITY},
-};
-
-// Every source of the queue with its number, in the queue's order.
-std::vector<std::pair<std::string, short>> numberedSources(const ut::platform::printing::QueueDetails& q) {
-    std::vector<std::pair<std::string, short>> out;
-    std::set<short> taken;
-    for (const auto& s : kSources)
-        taken.insert(s.number);
-    for (const std::string& name : q.sources) {
-        const auto* known = std::find_if(std::begin(kSources), std::end(kSources),
-                                         [&](const SourceName& s) { return name == s.name; });
-        out.emplace_back(name, known != std::end(kSources) ? known->number : userNumber(name, taken));
-    }
-    return out;
-}
 
 } // namespace
 
@@ -276,169 +232,14 @@ short numberOfToolkitPaper(wxPaperSize paper) {
 }
 
 bool standardSize(int number, int& widthTenths, int& lengthTenths) {
-    const wxPaperSize id = toolkitPaper(number);
-    if (id == wxPAPER_NONE || !wxThePrintPaperDatabase)
+    if (toolkitPaper(number) == wxPAPER_NONE)
         return false;
-    const wxPrintPaperType* type = wxThePrintPaperDatabase->FindPaperType(id);
-    if (!type)
-        return false;
-    widthTenths = type->GetWidth();
-    lengthTenths = type->GetHeight();
+    widthTenths = kPapers[number].width;
+    lengthTenths = kPapers[number].length;
     return true;
-}
-
-std::vector<QueuePaper> queuePapers(const platform::printing::QueueDetails& queue) {
-    // Sizes of the standard papers once, in tenths of a millimetre.
-    struct Size {
-        int w = 0, l = 0;
-    };
-    std::vector<Size> standard(kLastStandardPaper + 1);
-    for (int n = 1; n <= kLastStandardPaper; ++n)
-        standardSize(n, standard[n].w, standard[n].l);
-
-    std::vector<QueuePaper> out;
-    std::set<short> taken;
-    for (const auto& m : queue.media) {
-        QueuePaper p;
-        p.media = &m;
-        // A millimetre of slack: drivers round sizes given in points.
-        for (short n = 1; n <= kLastStandardPaper && !p.number; ++n) {
-            const Size& s = standard[n];
-            if (s.w > 0 && std::abs(m.width - 10 * s.w) <= 100 && std::abs(m.length - 10 * s.l) <= 100 &&
-                !taken.count(n)) {
-                p.number = n;
-                p.name = kPapers[n].name;
-            }
-        }
-        if (p.number)
-            taken.insert(p.number);
-        out.push_back(std::move(p));
-    }
-    for (auto& p : out) {
-        if (!p.number) {
-            p.number = userNumber(p.media->id, taken);
-            p.name = p.media->name.empty() ? std::wstring(getCanonicalPSname(p.number).c_str()) : p.media->name;
-        }
-    }
-    for (size_t i = 0; i < out.size(); ++i) {
-        const std::wstring base = out[i].name;
-        for (int k = 2;; ++k) {
-            bool clash = false;
-            for (size_t j = 0; j < i; ++j)
-                clash = clash || out[j].name == out[i].name;
-            if (!clash)
-                break;
-            out[i].name = base + L" (" + std::to_wstring(k) + L")";
-        }
-    }
-    return out;
-}
-
-short sourceNumber(const platform::printing::QueueDetails& queue, const std::string& source) {
-    if (source.empty())
-        return DMBIN_AUTO;
-    for (const auto& s : kSources)
-        if (source == s.name)
-            return s.number;
-    for (const auto& [name, number] : numberedSources(queue))
-        if (name == source)
-            return number;
-    return DMBIN_AUTO;
-}
-
-std::string sourceName(const platform::printing::QueueDetails& queue, short number) {
-    for (const auto& [name, n] : numberedSources(queue))
-        if (n == number)
-            return name;
-    for (const auto& s : kSources)
-        if (s.number == number)
-            return s.name;
-    return std::string();
 }
 
 } // namespace papers
-
-// ------------------------------------------------------------------ PaperSizeGetter
-
-PaperSizeGetter::PaperSizeGetter(const wchar_t* printer, const wchar_t* /*port*/, const PrintData* /*data*/)
-    : m_printer(printer) {}
-
-bool PaperSizeGetter::load() {
-    if (m_loaded)
-        return m_ok;
-    m_loaded = true;
-    platform::printing::QueueDetails q;
-    platform::printing::Failure why;
-    devmode::clearPrinterError();
-    if (!platform::printing::describeQueue(m_printer.str(), q, why)) {
-        devmode::setPrinterError(why);
-        return m_ok = false;
-    }
-    for (const auto& p : papers::queuePapers(q)) {
-        const auto& m = *p.media;
-        PaperSizeInfo info;
-        info.number = p.number;
-        info.name = OdString(p.name);
-        info.width = m.width / 100.0;
-        info.height = m.length / 100.0;
-        info.printableLlx = m.left / 100.0;
-        info.printableLly = m.bottom / 100.0;
-        info.printableUrx = (m.width - m.right) / 100.0;
-        info.printableUry = (m.length - m.top) / 100.0;
-        m_papers.append(info);
-    }
-    return m_ok = true;
-}
-
-bool PaperSizeGetter::get(OdArray<short>* numbers, OdArray<OdString>* names, OdArray<POINT>* sizes) {
-    if (numbers)
-        numbers->clear();
-    if (names)
-        names->clear();
-    if (sizes)
-        sizes->clear();
-    if (!load())
-        return false;
-    for (const auto& p : m_papers) {
-        if (numbers)
-            numbers->append(p.number);
-        if (names)
-            names->append(p.name);
-        if (sizes)
-            sizes->append(POINT{int32_t(std::lround(p.width * 10)), int32_t(std::lround(p.height * 10))});
-    }
-    return true;
-}
-
-bool PaperSizeGetter::get(OdArray<PaperSizeInfo>& papers) {
-    papers.clear();
-    if (!load())
-        return false;
-    papers = m_papers;
-    return true;
-}
-
-bool PaperSizeGetter::find(const OdString& name, PaperSizeInfo& paper) {
-    if (!load())
-        return false;
-    for (const auto& p : m_papers)
-        if (p.name == name) {
-            paper = p;
-            return true;
-        }
-    return false;
-}
-
-bool PaperSizeGetter::find(short number, PaperSizeInfo& paper) {
-    if (!load())
-        return false;
-    for (const auto& p : m_papers)
-        if (p.number == number) {
-            paper = p;
-            return true;
-        }
-    return false;
-}
 
 // ------------------------------------------------------------------ CustomPapers
 
