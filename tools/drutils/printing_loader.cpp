@@ -67,9 +67,8 @@ int runPrinting(const char* command, cli::Args& args) {
     void* module = ::dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
     if (!module) {
         const char* why = ::dlerror();
-        return cli::fail(what + "the printing module cannot be loaded, a library it needs is missing or broken "
-                                "(the printing library, wxWidgets' GUI library or CUPS's libcups2): " +
-                         (why ? why : path));
+        return cli::fail(what + "cannot load the printing module: " + (why ? why : path) +
+                         " (printing needs libdrutils_print, wxWidgets' GUI library and CUPS's runtime, libcups2)");
     }
     auto version = reinterpret_cast<DrutilsPrintingVersion>(::dlsym(module, DRUTILS_PRINTING_VERSION_SYMBOL));
     auto run = reinterpret_cast<DrutilsPrintingCommand>(::dlsym(module, DRUTILS_PRINTING_COMMAND_SYMBOL));
