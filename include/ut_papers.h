@@ -63,7 +63,8 @@ struct PaperSizeInfo {
     double printableUry = 0.0;
 };
 
-// The papers a system printer offers, in the printer's order: device numbers
+// The papers a system printer offers, in the printer's order (in the printing
+// library, drutils::print; the rest of this header is in the base library): device numbers
 // (standard numbers where the size is a standard paper's, driver-defined numbers
 // from 256 up otherwise, the same for the same paper each time the printer is
 // asked), names (unique within the list) and sizes in tenths of a millimetre. The
