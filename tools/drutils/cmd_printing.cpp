@@ -3,6 +3,7 @@
 // the tool loads when one of these runs; their help is the tool's own
 // (printing_loader.cpp).
 #include <cstdio>
+#include <cstring>
 #include <memory>
 #include <string>
 #include <type_traits>
@@ -265,17 +266,13 @@ __attribute__((visibility("default"))) const char* drutils_printing_version() { 
 __attribute__((visibility("default"))) int drutils_printing_command(const char* command, cli::Args& args) {
     static_assert(std::is_same_v<decltype(&drutils_printing_version), DrutilsPrintingVersion>);
     static_assert(std::is_same_v<decltype(&drutils_printing_command), DrutilsPrintingCommand>);
+    static const cli::Command kCommands[] = {
+        {"printers", printers}, {"papers", papers}, {"pc3 new", pc3New}, {"pc3 apply", pc3Apply}};
     const PaperDatabase database;
-    const std::string name(command);
-    if (name == "printers")
-        return printers(args);
-    if (name == "papers")
-        return papers(args);
-    if (name == "pc3 new")
-        return pc3New(args);
-    if (name == "pc3 apply")
-        return pc3Apply(args);
-    return cli::usage("unknown command '" + name + "'");
+    for (const cli::Command& c : kCommands)
+        if (std::strcmp(command, c.name) == 0)
+            return c.run(args);
+    return cli::usage(std::string("unknown command '") + command + "'");
 }
 
 } // extern "C"
