@@ -257,6 +257,26 @@ TEST(MediaNode, SelectingAPaperSetsNameSizeAndBounds) {
     EXPECT_EQ(L"Inch paper", m.size.name);
 }
 
+// Print data whose native part is the toolkit's (no print factory of this library)
+// and plain toolkit print data are told apart from this library's, not cast to them.
+TEST(PrintDataMapping, PrintDataOfOtherClassesAreNotTakenForOurs) {
+    ut::unRegisterPrintFactory();
+    ut::PrintData withoutOurs;
+    EXPECT_EQ(nullptr, ut::WindowsPrintNativeData::GetNativeData(withoutOurs));
+
+    ut::registerPrintFactory();
+    wxPrintData plain;
+    plain.SetPaperId(wxPAPER_A3);
+    ut::WindowsPrintNativeData* native = ut::WindowsPrintNativeData::GetNativeData(plain);
+    ASSERT_TRUE(native);
+    ASSERT_TRUE(native->TransferFrom(plain));
+    ASSERT_TRUE(native->GetDevMode());
+    EXPECT_EQ(8, native->GetDevMode()->dmPaperSize);
+    EXPECT_TRUE(native->TransferTo(plain));
+    EXPECT_EQ(wxPAPER_A3, plain.GetPaperId());
+    ut::unRegisterPrintFactory();
+}
+
 TEST(PrintDataMapping, BinsQualitiesDuplexAndPapers) {
     ut::registerPrintFactory();
     ut::PrintData data;

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
+#include <type_traits>
 
 #include <wx/dcprint.h>
 #include <wx/paper.h>
@@ -16,6 +17,15 @@
 namespace printing = ut::platform::printing;
 
 namespace {
+
+// The object as a T when it is one, else null. wxDynamicCast converts the pointer
+// before it asks the class, which is undefined for an object of another class (a
+// plain wxPrintData, the toolkit's own native part); this asks first.
+template <class T, class From>
+T* classCast(From* object) {
+    using Class = std::remove_const_t<T>;
+    return object && object->IsKindOf(wxCLASSINFO(Class)) ? static_cast<T*>(object) : nullptr;
+}
 
 const char kSource[] = "src/utils/plot/printdata";
 
@@ -205,7 +215,7 @@ WindowsPrintNativeData::WindowsPrintNativeData() = default;
 WindowsPrintNativeData::~WindowsPrintNativeData() = default;
 
 WindowsPrintNativeData* WindowsPrintNativeData::GetNativeData(const wxPrintData& data) {
-    return wxDynamicCast(data.GetNativeData(), WindowsPrintNativeData);
+    return classCast<WindowsPrintNativeData>(data.GetNativeData());
 }
 
 void WindowsPrintNativeData::adopt(DevModePtr record, size_t bytes) {
@@ -256,7 +266,7 @@ bool WindowsPrintNativeData::Initialize(wxPrintData& data, const wxString& print
     m_driverName = q.makeAndModel;
     m_portName = q.deviceUri;
     data.SetPrinterName(m_deviceName);
-    if (auto* ours = wxDynamicCast(&data, PrintData))
+    if (auto* ours = classCast<PrintData>(&data))
         ours->setDriverName(m_driverName);
     return TransferTo(data) && !data.GetPrinterName().empty();
 }
@@ -267,7 +277,7 @@ bool WindowsPrintNativeData::TransferTo(wxPrintData& data) {
         return false;
     const DEVMODEW pub = devmode::readPublic(m_devMode.get());
     const uint32_t f = pub.dmFields;
-    auto* ours = wxDynamicCast(&data, PrintData);
+    auto* ours = classCast<PrintData>(&data);
 
     if (!m_deviceName.empty())
         data.SetPrinterName(m_deviceName);
@@ -345,7 +355,7 @@ bool WindowsPrintNativeData::TransferFrom(const wxPrintData& data) {
                            L"The %d private bytes given for '%ls' do not fit a device mode; they are not used.",
                            data.GetPrivDataLen(), printer.wc_str());
     }
-    const auto* ours = wxDynamicCast(&data, PrintData);
+    const auto* ours = classCast<const PrintData>(&data);
 
     devmode::setText(pub.dmDeviceName, printer.ToStdWstring());
     pub.dmSpecVersion = m_specVersion;
