@@ -57,6 +57,9 @@ protected:
         if (m_flags & kOwnsValue)
             delete slot;
     }
+    // A number whose text does not read back as the value it was made from.
+    void markInexact() { m_flags |= kInexact; }
+    bool inexact() const { return (m_flags & kInexact) != 0; }
 
 private:
     friend class CPBlock;
@@ -66,7 +69,8 @@ private:
         kOwnsValue = 2, // so was the value text (set by the owned constructors or setValue)
         kParsed = 4,    // laid out by a parse: the parser's memory, not the heap
         kHeld = 8,      // in a block (or the parser's root)
-        kPair = 16      // m_name is an array of two: the name and the value
+        kPair = 16,     // m_name is an array of two: the name and the value
+        kInexact = 32   // see CPNum::readsBack
     };
     // Deletes an item a block held, or ends one of a parse: the parser frees the
     // memory of its items all at once, so only what an item holds beyond it
@@ -123,6 +127,8 @@ private:
 class DRUTILS_API CPNum : public CPItem {
 public:
     // Fixed-point, never exponent form; precision < 0 means 6 digits after the point.
+    // A value the text cannot carry is still written as text, but marked (see
+    // readsBack), and canStore refuses the tree.
     CPNum(const wchar_t* name, double value, int precision);
     CPNum(const wchar_t* name, int value);
     // Kept verbatim, unchecked (the parser's form).
@@ -130,6 +136,12 @@ public:
     CPNum(ParseTag t, const OdString* name, const OdString* text) : CPItem(t, kPNum, name), m_value(text) {}
     ~CPNum() override;
     const OdString& value() const { return *m_value; }
+    // False for a number made from a double that readDouble would not give back
+    // (single precision, rounded once, from the text): one that is not finite or
+    // lies beyond single precision's range (it reads back as infinite), or that
+    // comes back further off than the rounding of the last decimal written and of
+    // single precision. True for every other number.
+    bool readsBack() const { return !inexact(); }
 
 private:
     const OdString* m_value;
@@ -374,11 +386,13 @@ public:
     // Whether writeBlock would print every item of a tree so that the parser reads
     // it back as it is, in the ANSI code page in force now: no line cut or longer
     // than the reader's 511 bytes, no string with "{" or a line break, no name with
-    // a blank, "=", "{" or "}", no number whose text reads as another kind, no
-    // empty binary value (which the printer drops), no character the code page
-    // lacks (which writeLine would write as "?"). When not, why names the first
-    // item at fault by its path ("plot_style/3/description: ...") and, for a
-    // character, the code page and DRUTILS_ANSI_CODEPAGE, which chooses another.
+    // a blank, "=", "{" or "}", no number whose text reads as another kind or that
+    // was made from a value it does not read back as (CPNum::readsBack: not finite,
+    // beyond single precision), no empty binary value (which the printer drops), no
+    // character the code page lacks (which writeLine would write as "?"). When
+    // not, why names the first item at fault by its path ("plot_style/3/description:
+    // ...") and, for a character, the code page and DRUTILS_ANSI_CODEPAGE, which
+    // chooses another.
     // Writers of user files return kUnstorable instead of printing then.
     static bool canStore(const CPBlock* root, OdString* why = nullptr);
     // kColorTable (the default), kNamedTable or kPrinterConfig: the header's

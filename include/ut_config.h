@@ -153,6 +153,11 @@ public:
     static bool read(const OdString& path, OdString& value);
 
     // ---- writes ----
+    // Integers (writeBool, writeShort, writeLong, by group and by path) are stored
+    // as the registry's 32-bit numbers (REG_DWORD), as on Windows, where long has
+    // 32 bits. A long outside -2147483648..2147483647 is refused: false, nothing
+    // written, and a log line naming the entry (a DWORD reads back sign-extended,
+    // so even 2147483648..4294967295 would not come back as written).
     static bool writeBool(ECfgGroup group, const OdString& key, bool value);
     static bool writeShort(ECfgGroup group, const OdString& key, short value);
     static bool writeLong(ECfgGroup group, const OdString& key, long value);
@@ -315,6 +320,7 @@ public:
     bool read(const OdString& path, long& value) const;
     bool read(const OdString& path, OdString& value) const;
     bool writeBool(const OdString& path, bool value);
+    // As Config::writeLong: a value beyond 32 bits is refused and logged.
     bool writeLong(const OdString& path, long value);
     bool writeString(const OdString& path, const OdString& value);
     bool deleteGroup(const OdString& path);

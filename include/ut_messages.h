@@ -23,7 +23,8 @@ namespace ut {
 // invalid_new_block_name and invalid_new_name ("%d" characters, "%ls" forbidden
 // ones), command_not_available, no_entities_for_command and could_not_load_line_type
 // ("%ls") return printf formats for the caller to fill; a translation is used only
-// when it takes the same arguments, so filling the returned format is safe.
+// when it takes the same arguments, so filling the returned format is safe. The
+// other texts are never formatted and show their translation whatever "%" it holds.
 class DRUTILS_API Messages {
 public:
     Messages() = delete;
@@ -117,7 +118,11 @@ public:
 //
 // args is a pointer to the SDK's printf-style argument list (the SDK's Windows
 // build spells it char**, va_list being char* there); it is read, not consumed.
-// - A null args gives the text as it stands, placeholders included.
+// - A null args gives the text as it stands, placeholders included: the
+//   translation, whatever "%" it holds.
+// - Otherwise the text is filled in; a translation that takes other arguments
+//   than the English text is not used for that (the English text is, and a
+//   warning is logged once).
 // - A code of 849 or more gives "Unknown message (code: %d)" with the code filled
 //   in (as a signed int, so 0xFFFFFFFF shows as -1).
 // - 842, "Modeling operation error:\n%ls": the modeller's own text in the argument

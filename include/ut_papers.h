@@ -117,7 +117,7 @@ public:
     virtual int size() const;
     virtual wxString getName(int i) const;
     // False for an index out of range or a name the file format cannot hold
-    // (empty, "{", a line break, longer than 400 characters).
+    // ("{", a line break, longer than 400 characters); an empty name is kept.
     virtual bool setName(int i, const wxString& name);
     // A paper whose local or global name equals name exactly.
     virtual bool isDuplicateName(const wxString& name) const;
@@ -140,8 +140,9 @@ public:
     virtual bool setTopMargin(int i, double value, Units unit);
     virtual bool setBottomMargin(int i, double value);
     virtual bool setBottomMargin(int i, double value, Units unit);
-    // A new paper at the end: the global name, an empty local name, all sizes 0,
-    // the working unit. False for a name setName refuses or a full list.
+    // A new paper at the end: the global name (which may be empty, to be set by
+    // setName later), an empty local name, all sizes 0, the working unit. False
+    // for a name setName refuses or a full list.
     virtual bool append(const wxString& name);
     // Later papers move up. False for an index out of range.
     virtual bool remove(int i);

@@ -352,6 +352,10 @@ DRUTILS_API bool hasOwnPrivateData(const DEVMODEW* dm, size_t recordBytes);
 // Why the last printing-system request on this thread failed; empty after one
 // that succeeded.
 DRUTILS_API OdString lastPrinterError();
+// Whether that failure was the printing system itself being out of reach (no
+// scheduler answering), rather than a printer or a paper of it: what a caller
+// should report instead of what it was looking for.
+DRUTILS_API bool printingSystemUnreachable();
 
 // The printing system's job options these settings stand for, as name and value:
 // the device mode's public values, then the options its private bytes carry when

@@ -75,7 +75,9 @@ public:
     // Strings: REG_SZ and REG_EXPAND_SZ values.
     bool read(const OdString& name, OdString& value) const;
     bool read(const OdString& name, wxMemoryBuffer& value) const;
-    // A number that fits 32 bits is stored as REG_DWORD, a larger one as REG_QWORD.
+    // Stored as REG_DWORD, as on Windows, where long has 32 bits. A value outside
+    // -2147483648..2147483647 is refused (false, logged, nothing written): it
+    // would not read back as the same long.
     bool write(const OdString& name, long value);
     bool write(const OdString& name, const OdString& value);
     bool write(const OdString& name, const wxMemoryBuffer& value);

@@ -4,10 +4,12 @@
 // failures, and several processes sharing one store.
 #include <csignal>
 #include <cstdio>
+#include <cstring>
 #include <fcntl.h>
 #include <functional>
 #include <map>
 #include <spawn.h>
+#include <sys/mount.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -332,6 +334,43 @@ TEST(RegStore, FolderAndPermissionsOfANewStore) {
         ::unsetenv("DRUTILS_REGISTRY_DB");
 }
 
+TEST(RegStore, TheStoreAndItsCompanionsAreTheUsersAlone) {
+    TempDir dir;
+    const mode_t old = ::umask(022);
+    {
+        auto store = ut::platform::RegStore::get(dir.file("registry.db"));
+        ASSERT_EQ(store->setValue(ut::platform::RegKeyPath(1, L"Software"), L"v", RegValue::dword(1)),
+                  ut::platform::RegStatus::Ok);
+        // While the store is open its write-ahead log and shared memory exist too.
+        for (const std::string& name : dir.entries()) {
+            struct stat st;
+            ASSERT_EQ(::stat(dir.file(name).c_str(), &st), 0);
+            EXPECT_EQ(st.st_mode & 0777, 0600u) << name;
+        }
+        EXPECT_GE(dir.entries().size(), 3u);
+    }
+    ::umask(old);
+}
+
+TEST(RegStore, AChangeIsSeenThroughEveryNameOfTheFile) {
+    TempDir dir;
+    const std::string real = dir.file("registry.db"), link = dir.file("link.db");
+    ASSERT_EQ(::symlink("registry.db", link.c_str()), 0);
+    const ut::platform::RegKeyPath key(1, L"Software\\Corvane\\Draftium\\V17x64\\en_US\\Setup");
+    auto viaLink = ut::platform::RegStore::get(link);
+    EXPECT_EQ(viaLink, ut::platform::RegStore::get(dir.path() + "/./registry.db")) << "one object per file";
+    ASSERT_EQ(viaLink->setValue(key, L"k", RegValue::string(L"old")), ut::platform::RegStatus::Ok);
+    RegValue v;
+    ASSERT_EQ(viaLink->getValue(key, L"k", v), ut::platform::RegStatus::Ok);
+    // Another process writes through the file's own name; the cached value must
+    // not outlive it (well inside the second after which the cache is checked anyway).
+    ::setenv("DRUTILS_REGISTRY_DB", real.c_str(), 1);
+    ASSERT_EQ(runTool({"config", "set", "Setup", "k", "new"}), 0);
+    ::unsetenv("DRUTILS_REGISTRY_DB");
+    ASSERT_EQ(viaLink->getValue(key, L"k", v), ut::platform::RegStatus::Ok);
+    EXPECT_EQ(v.text, L"new");
+}
+
 // ---- ut::Config: key paths ------------------------------------------------------------
 
 class ConfigPaths : public StoreTest {};
@@ -521,6 +560,51 @@ TEST_F(ConfigValues, StoredTextFormats) {
     EXPECT_EQ(Config::entryType(ut::kCfgSetup, L"bin"), ut::kCfgTypeBinary);
     EXPECT_EQ(Config::entryType(ut::kCfgSetup, L"t"), ut::kCfgTypeString);
     EXPECT_EQ(Config::entryType(ut::kCfgSetup, L"none"), ut::kCfgTypeUnknown);
+}
+
+// Integers are 32-bit registry numbers, as on Windows: a long that does not fit
+// is refused and logged, never kept as a 64-bit number that a profile export
+// cannot carry; the bounds go through a profile file and back.
+TEST_F(ConfigValues, IntegersAreThirtyTwoBitRegistryNumbers) {
+    using ut::Config;
+    Config::initProfile(L"P");
+    const std::wstring config = L"V17x64\\en_US\\Profiles\\P\\Config";
+    ASSERT_TRUE(Config::writeLong(ut::kCfgConfig, L"Big", 7));
+    {
+        LogCapture log;
+        EXPECT_FALSE(Config::writeLong(ut::kCfgConfig, L"Big", 0x123456789L));
+        EXPECT_FALSE(Config::writeLong(ut::kCfgConfig, L"New", 4294967295L)) << "a DWORD would read back as -1";
+        EXPECT_FALSE(Config::writeLong(ut::kCfgConfig, L"New", -2147483649L));
+        EXPECT_FALSE(Config::writeLong(L"/V17x64/en_US/Profiles/P/Config/New", 2147483648L));
+        ut::ConfigBase base(L"Draftium", L"Corvane");
+        EXPECT_FALSE(base.writeLong(L"/V17x64/en_US/Profiles/P/Config/New", 1L << 40));
+        ASSERT_EQ(5u, log.records().size());
+        EXPECT_EQ(log.records()[0].file, "src/utils/ut_config");
+        EXPECT_EQ(log.records()[0].function, "ut::Config::writeLong");
+        EXPECT_TRUE(log.contains("4886718345 does not fit a 32-bit registry number")) << log.records()[0].text;
+        EXPECT_TRUE(log.contains("/V17x64/en_US/Profiles/P/Config/Big")) << log.records()[0].text;
+        EXPECT_EQ(log.records()[4].function, "ut::ConfigBase::writeLong");
+    }
+    EXPECT_EQ(raw(config, L"Big").number, 7) << "the value before stays";
+    EXPECT_EQ(raw(config, L"New").type, ut::platform::kRegNone);
+
+    ASSERT_TRUE(Config::writeLong(ut::kCfgConfig, L"Max", 2147483647L));
+    ASSERT_TRUE(Config::writeLong(L"/V17x64/en_US/Profiles/P/Config/Min", -2147483648L));
+    ASSERT_TRUE(Config::writeShort(ut::kCfgConfig, L"Short", -32768));
+    ASSERT_TRUE(Config::writeBool(ut::kCfgConfig, L"Bool", true));
+    for (const wchar_t* name : {L"Max", L"Min", L"Short", L"Bool"})
+        EXPECT_EQ(raw(config, name).type, ut::platform::kRegDword) << U(name);
+
+    const std::string file = dir.file("p.reg");
+    ASSERT_TRUE(Config::exportProfile(L"P", W(file)));
+    EXPECT_EQ(readFile(file).find("Unknown type"), std::string::npos) << readFile(file);
+    ASSERT_TRUE(Config::deleteGroup(ut::kCfgConfig));
+    ASSERT_TRUE(Config::import(W(file)));
+    long back = 0;
+    EXPECT_TRUE(Config::read(ut::kCfgConfig, L"Max", back) && back == 2147483647L) << back;
+    EXPECT_TRUE(Config::read(ut::kCfgConfig, L"Min", back) && back == -2147483648L) << back;
+    short s = 0;
+    EXPECT_TRUE(Config::read(ut::kCfgConfig, L"Short", s) && s == -32768) << s;
 }
 
 TEST_F(ConfigValues, PointsAndRectanglesReadOnlyWhenTheyParse) {
@@ -726,6 +810,42 @@ TEST_F(BrokenStore, AReadOnlyFileReadsButRefusesWrites) {
     EXPECT_EQ(std::count(err.begin(), err.end(), '\n'), 1) << err;
     EXPECT_EQ(runTool({"config", "get", "setup", "k"}, &out, &err), 0) << err;
     EXPECT_EQ(out, "5\n");
+}
+
+// A full disk: a small file system of the test's own (mounting needs root, as
+// the test command runs).
+TEST_F(BrokenStore, AFullDiskStillReadsAndFailsWritesCleanly) {
+    const std::string mnt = dir.file("small");
+    ::mkdir(mnt.c_str(), 0700);
+    if (::mount("tmpfs", mnt.c_str(), "tmpfs", 0, "size=256k") != 0)
+        GTEST_SKIP() << "cannot mount a small file system here: " << std::strerror(errno);
+    struct Unmount {
+        std::string at;
+        ~Unmount() { ::umount2(at.c_str(), MNT_DETACH); }
+    } unmount{mnt};
+    const std::string db = mnt + "/registry.db";
+    ::setenv("DRUTILS_REGISTRY_DB", db.c_str(), 1);
+    ASSERT_EQ(runTool({"config", "set", "Setup", "k", "kept"}), 0);
+    // Fill what is left.
+    {
+        const int fd = ::open((mnt + "/fill").c_str(), O_WRONLY | O_CREAT, 0600);
+        ASSERT_GE(fd, 0);
+        const std::string block(4096, 'x');
+        while (::write(fd, block.data(), block.size()) > 0) {
+        }
+        ::close(fd);
+    }
+    std::string out, err;
+    EXPECT_EQ(runTool({"config", "get", "Setup", "k"}, &out, &err), 0) << err;
+    EXPECT_EQ(out, "kept\n");
+    EXPECT_EQ(runTool({"config", "set", "Setup", "k", "lost"}, &out, &err), 1);
+    EXPECT_NE(err.find("the disk is full"), std::string::npos) << err;
+    ::unlink((mnt + "/fill").c_str());
+    EXPECT_EQ(runTool({"config", "get", "Setup", "k"}, &out, &err), 0) << err;
+    EXPECT_EQ(out, "kept\n");
+    EXPECT_EQ(runTool({"config", "set", "Setup", "k", "later"}, &out, &err), 0) << err;
+    std::string report;
+    EXPECT_EQ(ut::platform::RegStore::get(db)->checkIntegrity(report), ut::platform::RegStatus::Ok) << report;
 }
 
 // ---- several processes ------------------------------------------------------------------

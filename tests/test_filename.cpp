@@ -2,7 +2,9 @@
 
 #include <cstdlib>
 #include <filesystem>
+#include <grp.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include "platform/files.h"
@@ -413,4 +415,57 @@ TEST(AtomicFileWriter, TemporaryFileIsPrivateAndNeverLeftBehind) {
     EXPECT_EQ("new", testing_support::readFile(dir.file("out")));
     EXPECT_EQ("theirs", testing_support::readFile(dir.file("raced")));
     EXPECT_EQ((std::vector<std::string>{"late", "out", "raced"}), dir.entries());
+}
+
+// A replacement keeps the owner, group and mode of the file it replaces. A
+// writer that may not give the file away (here a user allowed to write another
+// user's file through its group) makes it its own, keeping the group and the
+// permission bits, but no set-user-ID bit that would now run as the writer.
+TEST(AtomicFileWriter, ReplacementKeepsOwnerGroupAndMode) {
+    using ut::platform::AtomicFileWriter;
+    if (::geteuid() != 0)
+        GTEST_SKIP() << "giving files to other users needs root";
+    TempDir dir;
+    const uid_t owner = 12345, writer = 12346;
+    const gid_t group = 23456;
+    const auto replace = [](const std::string& path, const char* text) {
+        AtomicFileWriter w(W(path));
+        return w.file() && std::fputs(text, w.file()) >= 0 && w.commit();
+    };
+    const auto statOf = [](const std::string& path) {
+        struct stat st {};
+        EXPECT_EQ(0, ::stat(path.c_str(), &st));
+        return st;
+    };
+
+    const std::string mine = dir.file("users.ctb");
+    testing_support::writeFile(mine, "old");
+    ASSERT_EQ(0, ::chown(mine.c_str(), owner, group));
+    ASSERT_EQ(0, ::chmod(mine.c_str(), 0640));
+    ASSERT_TRUE(replace(mine, "new"));
+    struct stat st = statOf(mine);
+    EXPECT_EQ(owner, st.st_uid);
+    EXPECT_EQ(group, st.st_gid);
+    EXPECT_EQ(0640u, st.st_mode & 07777u);
+
+    const std::string shared = dir.file("shared.ctb");
+    testing_support::writeFile(shared, "old");
+    ASSERT_EQ(0, ::chown(shared.c_str(), owner, group));
+    ASSERT_EQ(0, ::chmod(shared.c_str(), 04664));
+    ASSERT_EQ(0, ::chmod(dir.path().c_str(), 0777));
+    const pid_t child = ::fork();
+    ASSERT_GE(child, 0);
+    if (child == 0) {
+        const bool dropped = ::setgroups(0, nullptr) == 0 && ::setgid(group) == 0 && ::setuid(writer) == 0;
+        ::_exit(dropped && replace(shared, "theirs") ? 0 : 1);
+    }
+    int status = 0;
+    ASSERT_EQ(child, ::waitpid(child, &status, 0));
+    ASSERT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+    EXPECT_EQ("theirs", testing_support::readFile(shared));
+    st = statOf(shared);
+    EXPECT_EQ(writer, st.st_uid);
+    EXPECT_EQ(group, st.st_gid);
+    EXPECT_EQ(0664u, st.st_mode & 07777u);
+    EXPECT_EQ((std::vector<std::string>{"shared.ctb", "users.ctb"}), dir.entries());
 }

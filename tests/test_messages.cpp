@@ -318,6 +318,9 @@ TEST_F(GermanCatalogue, AccessorsGiveTranslationsThatStayValid) {
     // untranslated, and translated to nothing: the English text
     EXPECT_STREQ(L"This command is not yet supported.", ut::Messages::unsupported_command());
     EXPECT_STREQ(L"No entities selected.", ut::Messages::no_entities());
+    // a prompt that is never formatted shows its translation whatever "%" it holds
+    EXPECT_STREQ(L"Ja oder Nein, bitte (100 %).", ut::Messages::yes_no());
+    EXPECT_TRUE(log.records().empty()) << log.records()[0].text;
     // a translation that would read an int where the caller passes a text: refused, logged once
     EXPECT_STREQ(L"Could not load '%ls' line type.", ut::Messages::could_not_load_line_type());
     EXPECT_STREQ(L"Could not load '%ls' line type.", ut::Messages::could_not_load_line_type());
@@ -359,10 +362,24 @@ TEST_F(GermanCatalogue, ToolShowsTranslatedSdkMessages) {
         EXPECT_EQ(row.expected, out);
         EXPECT_NE(std::string::npos, err.find(row.warning)) << err;
     }
+    // Without arguments a text is not formatted: its translation is shown whatever
+    // "%" it holds, with no warning, placeholders or not.
+    const std::pair<const char*, std::string> unformatted[] = {
+        {"5", "Ung\u00fcltige Eingabe (0 %)\n"},
+        {"460", "Layer 0 hat ung\u00fcltigen Index %ls\n"},
+    };
+    for (const auto& [code, expected] : unformatted) {
+        std::string out, err;
+        SCOPED_TRACE(code);
+        EXPECT_EQ(0, runTool({"msg", "dwg", code, "--lang", "de", "--catalogs", dir()}, &out, &err)) << err;
+        EXPECT_EQ(expected, out);
+        EXPECT_EQ(std::string::npos, err.find("takes other arguments")) << err;
+    }
     std::string out, err;
 
     EXPECT_EQ(0, runTool({"msg", "list", "--json", "--lang", "de", "--catalogs", dir()}, &out, &err)) << err;
     EXPECT_NE(std::string::npos, out.find(R"({"name":"angle","text":"Ein Winkel wird ben)")) << out;
+    EXPECT_NE(std::string::npos, out.find(R"({"name":"yes_no","text":"Ja oder Nein, bitte (100 %)."})")) << out;
 }
 
 TEST(MessageTool, ListsFormatsAndRefusesBadUse) {

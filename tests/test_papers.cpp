@@ -199,9 +199,11 @@ TEST(CustomPapers, EditingTheList) {
     EXPECT_EQ(0.0, papers.paper(2)->width);
     EXPECT_TRUE(papers.paper(2)->localName.isEmpty());
     EXPECT_EQ(wxString::FromUTF8("Bogen \xc3\x84"), papers.getName(2));
-    for (const char* bad : {"", "a{b", "two\nlines"})
+    for (const std::string& bad :
+         {std::string("a{b"), std::string("two\nlines"), std::string("a\rb"), std::string(401, 'x')})
         EXPECT_FALSE(papers.append(wxString::FromUTF8(bad))) << bad;
     EXPECT_FALSE(papers.setName(0, wxS("x{")));
+    EXPECT_EQ(3, papers.size());
 
     // A copy edits its own list.
     ut::CustomPapers copy = papers;
@@ -233,6 +235,32 @@ TEST(CustomPapers, EditingTheList) {
 
     ut::CustomPapers none(nullptr);
     EXPECT_FALSE(none.load() || none.save());
+}
+
+// A page-setup dialog appends a paper and names it afterwards; a paper left
+// without a name is written and read back as it is.
+TEST(CustomPapers, APaperWithoutANameYet) {
+    CPlotCfg3 cfg = withPapers();
+    ut::CustomPapers papers(&cfg);
+    papers.load();
+    ASSERT_TRUE(papers.append(wxString()));
+    ASSERT_EQ(3, papers.size());
+    EXPECT_TRUE(papers.getName(2).empty());
+    ASSERT_TRUE(papers.setName(2, wxS("Named later")));
+    ASSERT_TRUE(papers.append(wxString()));
+    ASSERT_TRUE(papers.setSize(3, 100, 200));
+    ASSERT_TRUE(papers.save());
+
+    TempDir dir;
+    ASSERT_EQ(0, cfg.write(dir.wfile("out.pc3").c_str()));
+    auto back = stored(dir.file("out.pc3"));
+    ASSERT_TRUE(back);
+    ASSERT_TRUE(back->media.customPapers);
+    const auto& list = back->media.customPapers->papers;
+    ASSERT_EQ(4u, list.size());
+    EXPECT_EQ(L"Named later", list[2].globalName);
+    EXPECT_TRUE(list[3].globalName.isEmpty());
+    EXPECT_DOUBLE_EQ(200.0, list[3].height);
 }
 
 TEST(MediaNode, SelectingAPaperSetsNameSizeAndBounds) {
@@ -411,6 +439,8 @@ TEST(ToolPapers, CustomPaperCommands) {
         {{"set", "0", "width=-3"}, 1, "width and height must be greater than 0"},
         {{"add", "Long banner", "10", "10"}, 1, "already has a paper of that name"},
         {{"add", "x{", "10", "10"}, 1, "refused"},
+        {{"add", "", "10", "10"}, 1, "a paper needs a name"},
+        {{"set", "0", "name="}, 1, "a paper needs a name"},
         {{"remove", "2"}, 1, "there is no custom paper 2"},
         {{"set", "0", "colour=red"}, 2, "unknown key"},
         {{"frob"}, 2, "unknown command"},

@@ -522,6 +522,12 @@ TEST(PlotCfg, UnstorableValuesFailTheWriteAndKeepTheOldFile) {
          "block 'media/custom_papers/1': key 'local_name' cannot be stored: longer than 400"},
         {[](CPlotCfg3& c) { c.resColorMem.resolution.physResolutionX = std::numeric_limits<double>::infinity(); },
          "block 'res_color_mem/resolution': key 'phys_resolution_x' cannot be stored"},
+        // finite, but past single precision: the reader would take it as infinite
+        {[](CPlotCfg3& c) { c.media.customPapers->papers[0].width = 1e39; },
+         "block 'media/custom_papers/0': key 'width' cannot be stored: too large for the file"},
+        {[](CPlotCfg3& c) { c.media.size.mediaDescription.printableBoundsUrx = -1e308; },
+         "block 'media/size/media_description': key 'printable_bounds_urx' cannot be stored: too large"},
+        {[](CPlotCfg3& c) { c.custom->set(3.5e38, L"gamma"); }, "key 'value' cannot be stored: too large"},
     };
     for (const auto& [change, message] : rows) {
         SCOPED_TRACE(message);
@@ -537,6 +543,22 @@ TEST(PlotCfg, UnstorableValuesFailTheWriteAndKeepTheOldFile) {
         EXPECT_EQ(1u, root.size()); // untouched
     }
     EXPECT_EQ((std::vector<std::string>{"c.pc3"}), dir.entries());
+
+    // The largest numbers single precision holds are stored and read back; a model
+    // file refuses one past them as a configuration does.
+    CPlotCfg3 big = good;
+    big.media.customPapers->papers[0].width = 3.4e38;
+    ASSERT_EQ(0, big.write(dir.wfile("big.pc3").c_str()));
+    std::unique_ptr<CPlotCfg3> back(CPlotCfg3::readStored(dir.wfile("big.pc3").c_str()));
+    ASSERT_TRUE(back);
+    EXPECT_FLOAT_EQ(3.4e38f, float(back->media.customPapers->papers[0].width));
+    std::unique_ptr<PlotModelParam> pmp(PlotModelParam::read(W(dataFile("model-pdf.pmp"))));
+    ASSERT_TRUE(pmp);
+    pmp->udm.calibration.x = 1e39;
+    LogCapture log;
+    EXPECT_NE(0, pmp->write(dir.wfile("m.pmp").c_str()));
+    EXPECT_TRUE(log.contains("key '_x' cannot be stored: too large"));
+    EXPECT_EQ((std::vector<std::string>{"big.pc3", "c.pc3"}), dir.entries());
 }
 
 // ------------------------------------------------------------------ node helpers
@@ -764,6 +786,20 @@ TEST(PlotCfgTool, SetChangesFieldsAllOrNothing) {
                       {{"config_description=a{b"}, 1, "key 'config_description' cannot be stored"},
                       {{"colour=2"}, 2, "unknown key 'colour'"},
                   });
+    // Numbers the file's reader would take as infinite: refused, the file kept.
+    expectRefused({"pc3", "papers", file},
+                  {
+                      {{"add", "P", "1e39", "100"}, 1, "key 'width' cannot be stored: too large for the file"},
+                      {{"add", "P", "1e39", "1e39", "--margins", "0,0,0,1e38"}, 1, "cannot be stored: too large"},
+                  });
+    ASSERT_EQ(0, runTool({"pc3", "papers", file, "add", "P", "100", "200"}, &out, &err)) << err;
+    expectRefused({"pc3", "papers", file},
+                  {
+                      {{"set", "0", "width=1e308"}, 1, "key 'width' cannot be stored: too large"},
+                      {{"set", "0", "height=3.5e38"}, 1, "key 'height' cannot be stored: too large"},
+                  });
+    expectRefused({"pc3", "custom", file}, {{{"set", "Big", "1e39", "--kind", "real"}, 1, "cannot be stored"}});
+    EXPECT_EQ(0, runTool({"pc3", "show", file}, &out, &err)) << err;
     EXPECT_EQ((std::vector<std::string>{"p.pc3"}), dir.entries());
 }
 

@@ -646,6 +646,31 @@ TEST(PlotStyleTable, ReadStraightFromTheTextAsTheTreeReadsIt) {
     compare(".ctb", "aci_table{\n 0=\"A\n}\n" + styles, "a short colour map");
 }
 
+// Writers that keep colours unsigned print index 5 as 3271557125; "%d" reads
+// back its low 32 bits, the quick way and the general way alike. A number
+// beyond any integer type reads as all bits set, as the C library gives it.
+TEST(PlotStyleTable, NumbersPastThirtyTwoBitsKeepTheirLowBits) {
+    TempDir dir;
+    const std::string styleB = replaced(replaced(replaced(replaced(kStyleA, " 0{", " 1{"), "name=\"A", "name=\"B"),
+                                                 "name=\"A", "name=\"B"),
+                                        "color=-1", "color=-1\n  mode_color=4278190080");
+    const std::string text = std::string("plot_style{\n") + replaced(kStyleA, "color=-1", "color=3271557125") +
+                             replaced(styleB, "lineweight=0", "lineweight=99999999999999999999") + "}\n";
+    for (const char* tail : {"zz_force=1\n", "zz_force =1\n"}) {
+        SCOPED_TRACE(tail);
+        writeFile(dir.file("t.stb"), container(text + tail));
+        OdString error;
+        std::unique_ptr<CPlotStyleTable> t(CPlotStyleTable::read(dir.wfile("t.stb"), &error));
+        ASSERT_TRUE(t) << U(error);
+        ASSERT_EQ(2, t->size());
+        EXPECT_EQ(int(0xC3000005u), t->style(0)->color());
+        EXPECT_EQ(int(0xC3000005u), t->style(0)->mode_color());
+        EXPECT_EQ(5, t->style(0)->color2rgb()) << "plotted in colour 5";
+        EXPECT_EQ(int(0xFF000000u), t->style(1)->mode_color());
+        EXPECT_EQ(-1, t->style(1)->lineWeight());
+    }
+}
+
 TEST(PlotStyleTable, WritingRefusesValuesTheFileCannotHold) {
     // A value that would not read back is refused with the style and key named,
     // in a code page's case with the code page and how to choose another; the
@@ -694,6 +719,39 @@ TEST(PlotStyleTable, WritingRefusesValuesTheFileCannotHold) {
         }
     }
     unsetenv("DRUTILS_ANSI_CODEPAGE");
+
+    // Numbers are read back in single precision: one past its range would come
+    // back infinite, and is refused with a log line; the largest it holds is kept.
+    const struct {
+        std::function<void(CPlotStyleTable&)> change;
+        const char* why; // empty: stored, and read back the same
+    } numbers[] = {
+        {[](CPlotStyleTable& t) { t.style(1)->setLinePatternSize(1e39); },
+         "(plot_style/1/linepattern_size): is too large for the file"},
+        {[](CPlotStyleTable& t) { t.setScaleFactor(-1e308); }, "scale_factor: is too large for the file"},
+        {[](CPlotStyleTable& t) { t.setScaleFactor(std::nan("")); }, "scale_factor: is not a finite number"},
+        {[](CPlotStyleTable& t) { t.style(1)->setLinePatternSize(3.4e38); }, ""},
+        {[](CPlotStyleTable& t) { t.setScaleFactor(1e-9); }, ""},
+    };
+    for (const auto& row : numbers) {
+        SCOPED_TRACE(row.why);
+        std::unique_ptr<CPlotStyleTable> t(CPlotStyleTable::read(W(path)));
+        ASSERT_TRUE(t);
+        row.change(*t);
+        LogCapture log;
+        const bool written = t->write(W(path).c_str());
+        EXPECT_EQ(*row.why == '\0', written);
+        if (*row.why) {
+            EXPECT_TRUE(log.contains(row.why));
+            EXPECT_EQ(original, readFile(path));
+            continue;
+        }
+        std::unique_ptr<CPlotStyleTable> back(CPlotStyleTable::read(W(path)));
+        ASSERT_TRUE(back);
+        EXPECT_FLOAT_EQ(float(t->style(1)->linepattern_size()), float(back->style(1)->linepattern_size()));
+        EXPECT_NEAR(t->scaleFactor(), back->scaleFactor(), 1e-6);
+        writeFile(path, original);
+    }
     EXPECT_EQ((std::vector<std::string>{"t.stb"}), dir.entries());
 }
 
@@ -901,6 +959,8 @@ TEST(StyleTool, Failures) {
         {{"style", "set", dir.file("good.stb"), "Z", "screen=5"}, 1, "no style 'Z'"},
         {{"style", "set", dir.file("good.stb"), "A", "screen=500"}, 1, "screen=500 expects a percentage"},
         {{"style", "set", dir.file("good.stb"), "A", "lineweight=0.33mm"}, 1, "no entry of 0.33mm"},
+        {{"style", "set", dir.file("good.stb"), "A", "linepattern_size=1e39"}, 1,
+         "(plot_style/0/linepattern_size): is too large for the file, whose numbers are single precision"},
         {{"style", "set", dir.file("good.stb"), "A", "screen"}, 2, "not FIELD=VALUE"},
     };
     for (const Row& r : rows) {

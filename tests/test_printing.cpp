@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <memory>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -116,6 +117,48 @@ TEST_F(Printing, SystemPrintersComeLocalFirstWithTheDefaultMarked) {
         << out;
     EXPECT_LT(out.find("PDF_Writer"), out.find("Annex_Remote"));
     EXPECT_NE(std::string::npos, out.find(R"("name":"Annex_Remote","default":false,"local":false)"));
+}
+
+// The printer list keeps its columns in line for names of any script: a name's
+// width is what it takes on screen, not its bytes or characters.
+TEST_F(Printing, PrinterListAlignsNamesByTheirWidthOnScreen) {
+    struct Queue {
+        std::string name;
+        size_t width; // columns on a terminal
+    };
+    const Queue added[] = {
+        {"Drucker_B\xc3\xbcro", 12},                             // 2 bytes, 1 column
+        {"\xe6\x97\xa5\xe6\x9c\xac_Plotter", 12},                // wide: 3 bytes, 2 columns each
+        {"Cafe\xcc\x81", 4},                                     // a combining accent takes none
+        {"Plotter_im_zweiten_Stock_Nord", 29},                   // wider than the usual column
+    };
+    struct Removal {
+        const Queue* queues;
+        ~Removal() {
+            for (size_t i = 0; i < 4; ++i)
+                PrivateScheduler::run("lpadmin -x '" + queues[i].name + "'");
+        }
+    } removal{added};
+    for (const Queue& q : added)
+        ASSERT_TRUE(PrivateScheduler::run("lpadmin -p '" + q.name + "' -E -v file:///dev/null")) << q.name;
+
+    std::string out, err;
+    ASSERT_EQ(0, runTool({"printers"}, &out, &err)) << err;
+    std::istringstream lines(out);
+    std::vector<size_t> column; // where "local" or "remote" starts, in columns
+    for (std::string line; std::getline(lines, line);) {
+        size_t width = 0;
+        for (const Queue& q : added)
+            if (line.compare(2, q.name.size() + 1, q.name + " ") == 0)
+                width = q.width;
+        if (width == 0) // the known queues are ASCII
+            width = line.find(' ', 2) - 2;
+        const size_t name = 2 + line.substr(2).find_first_of(' ');
+        const size_t blanks = line.find_first_not_of(' ', name) - name;
+        column.push_back(2 + width + blanks);
+    }
+    ASSERT_EQ(8u, column.size()) << out;
+    EXPECT_EQ(std::vector<size_t>(8, 2 + 29 + 1), column) << out;
 }
 
 TEST_F(Printing, PrinterFacts) {
@@ -551,6 +594,44 @@ TEST_F(Printing, PaperNameOfTheConfiguration) {
             EXPECT_TRUE(log.contains(row.logged));
         }
     }
+}
+
+// A configuration applied with the printing system out of reach fails with that
+// reason, not with a word about its paper; the library's warning names why the
+// printer's papers could not be asked for.
+TEST_F(Printing, ApplyingWithoutThePrintingSystemSaysSo) {
+    TempDir dir;
+    auto cfg = createFor(L"Laser_Color");
+    ASSERT_TRUE(cfg);
+    ASSERT_EQ(0, cfg->write(dir.wfile("laser.pc3").c_str()));
+    cfg->meta.defaultSystemCfg = true;
+    ASSERT_EQ(0, cfg->write(dir.wfile("default.pc3").c_str()));
+
+    const std::string server = std::getenv("CUPS_SERVER") ? std::getenv("CUPS_SERVER") : "";
+    setenv("CUPS_SERVER", (dir.path() + "/no-scheduler.sock").c_str(), 1);
+    std::string out[3], err[3];
+    const int rc[3] = {runTool({"pc3", "apply", dir.file("laser.pc3")}, &out[0], &err[0]),
+                       runTool({"pc3", "apply", "--json", dir.file("laser.pc3")}, &out[1], &err[1]),
+                       runTool({"pc3", "apply", dir.file("default.pc3")}, &out[2], &err[2])};
+    setenv("CUPS_SERVER", server.c_str(), 1);
+    for (int i = 0; i < 3; ++i) {
+        SCOPED_TRACE(i);
+        EXPECT_EQ(1, rc[i]);
+        EXPECT_EQ("", out[i]);
+        EXPECT_NE(std::string::npos, err[i].find(": cannot reach the printing system at " + dir.path() +
+                                                 "/no-scheduler.sock (is its scheduler running?)\n"))
+            << err[i];
+        EXPECT_EQ(std::string::npos, err[i].find("paper")) << err[i];
+    }
+    EXPECT_EQ("drutils: " + dir.file("laser.pc3") + ": cannot reach", err[0].substr(0, err[0].find(" the ")));
+
+    CPlotCfg3 missing = *cfg;
+    missing.meta.winDeviceName = L"No_Such_Printer";
+    LogCapture log;
+    ut::PrintData data;
+    ASSERT_TRUE(missing.toPrintData(data));
+    EXPECT_TRUE(log.contains("The papers of No_Such_Printer cannot be asked for: no printer named 'No_Such_Printer'"));
+    EXPECT_FALSE(log.contains("is not a paper of"));
 }
 
 TEST_F(Printing, MalformedDeviceModesAreRefused) {

@@ -3,6 +3,9 @@
 #include <algorithm>
 #include <cstdio>
 #include <filesystem>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <gtest/gtest.h>
 #include <wx/config.h>
@@ -153,6 +156,7 @@ TEST_F(Profiles, AProfileTravelsThroughAFileUnderAnotherName) {
 
 class ToolGroups : public StoreTest {
 protected:
+    std::wstring profileKey(const std::wstring& name) { return L"V17x64\\en_US\\Profiles\\" + name; }
     int run(const std::vector<std::string>& args, std::string* out = nullptr) {
         std::string o, e;
         const int rc = runTool(args, &o, &e);
@@ -173,6 +177,8 @@ TEST_F(ToolGroups, ConfigGetSetListDelete) {
     const Row rows[] = {
         {{"config", "set", "17", "s", "text"}, "text\n"},
         {{"config", "set", "--type", "integer", "setup", "i", "-5"}, "-5\n"},
+        {{"config", "set", "--type", "integer", "setup", "max", "2147483647"}, "2147483647\n"},
+        {{"config", "set", "--type", "integer", "setup", "min", "-2147483648"}, "-2147483648\n"},
         {{"config", "set", "--type", "bool", "Setup", "b", "on"}, "1\n"},
         {{"config", "set", "--type", "double", "setup", "d", "0.1"}, "0.1\n"},
         {{"config", "set", "--type", "binary", "setup", "x", "0aff00"}, "0a,ff,00\n"},
@@ -199,6 +205,15 @@ TEST_F(ToolGroups, ConfigGetSetListDelete) {
           {"config", "get", "99", "n"},
           {"config", "set", "--json", "setup", "n", "1"}})
         EXPECT_EQ(run(bad), 2) << bad[bad.size() - 2];
+    // integers are the store's 32-bit numbers: a wider one is refused, not stored
+    // as a kind a profile export cannot carry
+    for (const char* wide : {"4294967295", "2147483648", "-2147483649", "99999999999999999999"}) {
+        EXPECT_EQ(run({"config", "set", "--type", "integer", "setup", "n", wide}), 1) << wide;
+        EXPECT_NE(lastErr.find("Setup/n: " + std::string(wide) + " does not fit an integer entry (a 32-bit number"),
+                  std::string::npos)
+            << lastErr;
+    }
+    EXPECT_EQ(run({"config", "set", "--type", "rect", "setup", "n", "1,2,3,4294967296"}), 2);
     EXPECT_EQ(run({"config", "get", "setup", "n"}), 1);
     EXPECT_EQ(std::count(lastErr.begin(), lastErr.end(), '\n'), 1);
 
@@ -285,6 +300,151 @@ TEST_F(ToolGroups, TheLanguageComesFromTheFolderBesideTheExecutable) {
     std::filesystem::remove(bin + "/de_DE");
     std::filesystem::remove(bin + "/fr_FR");
     EXPECT_EQ(language(), "en_US");
+}
+
+// ---- profiles that change under a process --------------------------------------------
+
+TEST_F(Profiles, AWriteFollowsTheProfileAnotherProcessRenamedAndNeverBringsADeletedOneBack) {
+    makeProfile(L"A", 1);
+    makeProfile(L"C", 2);
+    ASSERT_TRUE(ut::Config::setCurProfileName(L"A"));
+    ut::Config::initProfile();
+    ASSERT_EQ(U(ut::Config::currentProfileName()), "A");
+
+    // Another process renames A to B and makes B current, as "profile rename" does.
+    ASSERT_EQ(store()->renameKey(product(profileKey(L"A")), L"B"), ut::platform::RegStatus::Ok);
+    ASSERT_EQ(store()->setValue(product(L"V17x64\\en_US\\Profiles"), L"CurProfile",
+                                ut::platform::RegValue::string(L"B")),
+              ut::platform::RegStatus::Ok);
+    ASSERT_TRUE(ut::Config::writeLong(ut::kCfgConfig, L"after", 7));
+    EXPECT_EQ(raw(profileKey(L"B") + L"\\Config", L"after").number, 7);
+    EXPECT_FALSE(ut::profileExists("A")) << "no ghost of the old name";
+    EXPECT_EQ(U(ut::Config::currentProfileName()), "B");
+
+    // Another process deletes B and makes nothing current: the write is refused.
+    ASSERT_EQ(store()->deleteKey(product(profileKey(L"B"))), ut::platform::RegStatus::Ok);
+    ASSERT_EQ(store()->setValue(product(L"V17x64\\en_US\\Profiles"), L"CurProfile",
+                                ut::platform::RegValue::string(L"")),
+              ut::platform::RegStatus::Ok);
+    LogCapture log;
+    EXPECT_FALSE(ut::Config::writeLong(ut::kCfgConfig, L"lost", 1));
+    EXPECT_TRUE(log.contains("'B' no longer exists"));
+    EXPECT_FALSE(ut::profileExists("B"));
+    EXPECT_TRUE(ut::profileExists("C"));
+
+    // A profile that was not there when it was chosen is made by its first write, as before.
+    ConfigState::reset();
+    ut::Config::initProfile(L"Fresh");
+    ASSERT_TRUE(ut::Config::writeLong(ut::kCfgConfig, L"first", 1));
+    EXPECT_TRUE(ut::profileExists("Fresh"));
+}
+
+TEST_F(ToolGroups, DeletingTheCurrentProfileSaysWhichIsCurrentNow) {
+    std::string out;
+    for (const char* name : {"A", "C"})
+        ASSERT_EQ(run({"profile", "create", name}), 0) << lastErr;
+    ASSERT_EQ(run({"profile", "use", "C"}), 0);
+    ASSERT_EQ(run({"profile", "delete", "--force", "C"}, &out), 0) << lastErr;
+    EXPECT_EQ(out, "the current profile is now A\n");
+    ASSERT_EQ(run({"profile", "current"}, &out), 0);
+    EXPECT_EQ(out, "A\n");
+    ASSERT_EQ(run({"config", "set", "Config", "k", "v"}), 0) << lastErr;
+    ASSERT_EQ(run({"profile", "list"}, &out), 0);
+    EXPECT_EQ(out, "* A\n") << "the write went to A, and C stays deleted";
+
+    ASSERT_EQ(run({"profile", "delete", "--force", "A"}, &out), 0) << lastErr;
+    EXPECT_EQ(out, "no profile is current now\n");
+    ASSERT_EQ(run({"profile", "current"}, &out), 0);
+    EXPECT_EQ(out, "");
+    run({"config", "set", "Config", "k", "v"});
+    ASSERT_EQ(run({"profile", "list"}, &out), 0);
+    EXPECT_EQ(out, "");
+}
+
+TEST_F(ToolGroups, WritesRacingRenamesAllLandInTheCurrentProfile) {
+    ASSERT_EQ(run({"profile", "create", "A"}), 0);
+    ASSERT_EQ(run({"profile", "use", "A"}), 0);
+    const pid_t renamer = ::fork();
+    ASSERT_GE(renamer, 0);
+    if (renamer == 0) {
+        for (int i = 0; i < 25; ++i) {
+            runTool({"profile", "rename", "A", "B"});
+            runTool({"profile", "rename", "B", "A"});
+        }
+        std::_Exit(0);
+    }
+    for (int i = 0; i < 40; ++i)
+        EXPECT_EQ(run({"config", "set", "Config", "k" + std::to_string(i), "v"}), 0) << lastErr;
+    int status = 0;
+    ::waitpid(renamer, &status, 0);
+    std::string out;
+    ASSERT_EQ(run({"profile", "list", "--json"}, &out), 0);
+    EXPECT_EQ(std::count(out.begin(), out.end(), '{'), 1) << out;
+    ASSERT_EQ(run({"config", "list", "--json", "Config"}, &out), 0);
+    EXPECT_EQ(std::count(out.begin(), out.end(), '{') - 1, 40) << out;
+}
+
+// ---- registry files through the tool ------------------------------------------------------
+
+TEST_F(ToolGroups, WhatRegExportWritesRegImportPutsBack) {
+    ASSERT_EQ(run({"config", "set", "--type", "integer", "Setup", "n", "12"}), 0);
+    ASSERT_EQ(run({"config", "set", "Setup", "deep/s", "text"}), 0);
+    ASSERT_EQ(run({"reg", "export", "Setup", dir.file("setup.reg")}), 0) << lastErr;
+    ASSERT_EQ(run({"config", "delete", "--force", "Setup"}), 0);
+    ASSERT_EQ(run({"reg", "import", dir.file("setup.reg")}), 0) << lastErr;
+    EXPECT_EQ(lastErr, "");
+    EXPECT_EQ(raw(L"V17x64\\en_US\\Setup", L"n").number, 12);
+    EXPECT_EQ(raw(L"V17x64\\en_US\\Setup\\deep", L"s").text, L"text");
+
+    // A key that has no place here: refused whole, with the line, and nothing written.
+    writeFile(dir.file("foreign.reg"), "Windows Registry Editor Version 5.00\n\n"
+                                       "[HKEY_CURRENT_USER\\Software\\Corvane\\Draftium\\V17x64\\en_US\\Setup]\n"
+                                       "\"m\"=\"1\"\n\n"
+                                       "[HKEY_LOCAL_MACHINE\\Software\\Other]\n\"x\"=\"y\"\n");
+    EXPECT_EQ(run({"reg", "import", dir.file("foreign.reg")}), 1);
+    EXPECT_NE(lastErr.find("line 6: the key [HKEY_LOCAL_MACHINE\\Software\\Other] lies outside"), std::string::npos)
+        << lastErr;
+    EXPECT_EQ(raw(L"V17x64\\en_US\\Setup", L"m").type, ut::platform::kRegNone);
+    // With no profile current, a profile's group has nothing to export.
+    EXPECT_EQ(run({"reg", "export", "Config", dir.file("config.reg")}), 1);
+    EXPECT_NE(lastErr.find("no profile is current"), std::string::npos) << lastErr;
+    writeFile(dir.file("empty.reg"), "Windows Registry Editor Version 5.00\n\n");
+    EXPECT_EQ(run({"reg", "import", dir.file("empty.reg")}), 1);
+    EXPECT_NE(lastErr.find("holds no key"), std::string::npos) << lastErr;
+}
+
+TEST_F(ToolGroups, ImportMessagesNameTheUsersFileAndWhatIsWrongWithIt) {
+    EXPECT_EQ(run({"profile", "import", dir.file("missing.reg")}), 1);
+    EXPECT_EQ(lastErr, "drutils: File not found: " + dir.file("missing.reg") + "\n");
+    EXPECT_EQ(run({"profile", "import", dir.path()}), 1);
+    EXPECT_EQ(lastErr, "drutils: " + dir.path() + ": is a directory\n");
+
+    // Under another name the file is renamed in memory: its warnings name the
+    // user's file, and no copy of it is left anywhere.
+    const std::string file = dir.file("w.reg");
+    writeFile(file, "Windows Registry Editor Version 5.00\n\n"
+                    "[HKEY_CURRENT_USER\\Software\\Corvane\\Draftium\\V17x64\\en_US\\Profiles\\W]\n"
+                    "\"a\"=\"b\"\n"
+                    "this line means nothing\n");
+    ::mkdir(dir.file("tmp").c_str(), 0700);
+    ::setenv("TMPDIR", dir.file("tmp").c_str(), 1);
+    const int rc = run({"profile", "import", file, "--name", "Z"});
+    ::unsetenv("TMPDIR");
+    ASSERT_EQ(rc, 0) << lastErr;
+    EXPECT_EQ(lastErr, "drutils: " + file + ": 1 line skipped, at line 5 (a line that is neither a key nor a value)\n");
+    EXPECT_TRUE(std::filesystem::is_empty(dir.file("tmp")));
+    EXPECT_EQ(raw(profileKey(L"Z"), L"a").text, L"b");
+}
+
+TEST_F(ToolGroups, ProfileCommandsFailOnABrokenStore) {
+    std::string out, err, listErr;
+    ::mkdir(db().c_str(), 0700); // a folder where the store should be
+    EXPECT_EQ(runTool({"config", "list", "Setup"}, &out, &listErr), 1);
+    for (const char* command : {"list", "current"}) {
+        EXPECT_EQ(runTool({"profile", command}, &out, &err), 1) << command;
+        EXPECT_EQ(out, "");
+        EXPECT_EQ(err, listErr) << command;
+    }
 }
 
 } // namespace

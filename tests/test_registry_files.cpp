@@ -2,6 +2,7 @@
 // accepts and where it puts it, the files other programs wrote, and ut::Registry's
 // own export, import and copy.
 #include <fcntl.h>
+#include <filesystem>
 #include <functional>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -133,7 +134,7 @@ TEST_F(RegistryFiles, ExportWritesTheRegistryEditorsBytes) {
         "  2f,30,31\n"
         "\"none\"=hex:\n"
         "\"multi\"=\"{{Unknown type: 7}}\"\n"
-        "\"q\"=\"{{Unknown type: 11}}\"\n"
+        "\"q\"=hex(b):01,00,00,00,00,00,00,00\n"
         "\n"
         "[HKEY_CURRENT_USER\\Software\\Corvane\\Draftium\\V17x64\\en_US\\Profiles\\Work\\a]\n"
         "\n"
@@ -263,9 +264,56 @@ TEST_F(RegistryFiles, ImportSkipsWhatItCannotReadAndKeepsTheRest) {
     EXPECT_EQ(raw(p, L"h").bytes, std::string("\x01\x02\x03\x04", 4));
     EXPECT_EQ(raw(p, L"multi").text, L"first\nsecond \"quoted\"\nthird");
     EXPECT_EQ(raw(p, L"s").text, L"plain") << "blanks after the closing quote";
-    for (const wchar_t* absent : {L"before any key", L"bad dword", L"long dword", L"bad hex", L"exp", L"q", L"deleted"})
+    EXPECT_EQ(raw(p, L"q").number, 1) << "a 64-bit number reads back as the number";
+    for (const wchar_t* absent : {L"before any key", L"bad dword", L"long dword", L"bad hex", L"exp", L"deleted"})
         EXPECT_EQ(raw(p, absent).type, ut::platform::kRegNone) << U(absent);
-    EXPECT_TRUE(log.contains("value lines skipped, the first at line 7"));
+    // The line of garbage counts among them, so that a user hears of it.
+    EXPECT_TRUE(log.contains("5 lines skipped, the first at line 7"));
+}
+
+TEST_F(RegistryFiles, ExportsRefuseWhatWouldReadBackAsSomethingElse) {
+    ut::Config::initProfile();
+    const std::wstring setup = L"V17x64\\en_US\\Setup";
+    struct Row {
+        std::wstring name, text;
+        std::string says;
+    };
+    const std::wstring notUtf8 = std::wstring(L"caf") + wchar_t(0xDCE9);
+    const Row rows[] = {
+        {L"=lead", L"v", "its name holds a \"=\""},
+        {L"a\"=\"b", L"v", "its name holds a \"=\""},
+        {L"two\nlines", L"v", "its name holds a line break"},
+        {notUtf8, L"v", "its name holds a byte that is not UTF-8"},
+        {L"cr", L"one\rtwo", "its text holds a carriage return"},
+        {L"latin", notUtf8, "its text holds a byte that is not UTF-8"},
+    };
+    for (const auto& r : rows) {
+        ASSERT_EQ(store()->setValue(product(setup), r.name, RegValue::string(r.text)), RegStatus::Ok);
+        LogCapture log;
+        EXPECT_FALSE(ut::Config::exportGroup(ut::kCfgSetup, dir.wfile("out.reg"), true)) << r.says;
+        EXPECT_TRUE(log.contains(r.says)) << r.says;
+        EXPECT_TRUE(log.contains("of [V17x64/en_US/Setup] cannot be written to a registry file")) << r.says;
+        EXPECT_FALSE(std::filesystem::exists(dir.file("out.reg"))) << "nothing is written";
+        EXPECT_FALSE(ut::Registry::exportKey(ut::kHKeyCurrentUser, L"Software\\Corvane", dir.wfile("out.reg"), true));
+        EXPECT_FALSE(std::filesystem::exists(dir.file("out.reg")));
+        store()->deleteValue(product(setup), r.name);
+    }
+    // A key name with "/" would come back as two keys.
+    ASSERT_EQ(store()->setValue(product(setup).child(L"a/b"), L"x", RegValue::dword(1)), RegStatus::Ok);
+    LogCapture log;
+    EXPECT_FALSE(ut::Config::exportGroup(ut::kCfgSetup, dir.wfile("out.reg"), true));
+    EXPECT_TRUE(log.contains("its name holds a \"/\""));
+
+    // What can be carried travels whole: quotes, backslashes and line feeds of
+    // texts, and names with quotes but no "=".
+    ASSERT_EQ(store()->deleteKey(product(setup)), RegStatus::Ok);
+    ASSERT_EQ(store()->setValue(product(L"V17x64\\en_US\\Profiles\\P"), L"say \"hi\"",
+                                RegValue::string(L"C:\\x\n\"quoted\"")),
+              RegStatus::Ok);
+    ASSERT_TRUE(ut::Config::exportProfile(L"P", dir.wfile("ok.reg"), true));
+    ASSERT_EQ(store()->deleteKey(product(L"V17x64\\en_US\\Profiles\\P")), RegStatus::Ok);
+    ASSERT_TRUE(ut::Config::import(dir.wfile("ok.reg"), true));
+    EXPECT_EQ(raw(L"V17x64\\en_US\\Profiles\\P", L"say \"hi\"").text, L"C:\\x\n\"quoted\"");
 }
 
 TEST_F(RegistryFiles, AFileThatBreaksOffKeepsWhatCameBefore) {
@@ -421,15 +469,30 @@ TEST_F(RegistryKeys, AnOpenKeyAndItsValues) {
     EXPECT_FALSE(reg.write(L"x", 1L)) << "nothing is open";
     ASSERT_TRUE(reg.create(ut::kHKeyLocalMachine, L"Software\\Vendor"));
     EXPECT_TRUE(ut::Registry::verifyKey(ut::kHKeyLocalMachine, L"SOFTWARE\\vendor"));
-    ASSERT_TRUE(reg.write(L"n", 4000000000L));
+    ASSERT_TRUE(reg.write(L"n", -2147483648L));
     ASSERT_TRUE(reg.write(L"s", OdString(L"text")));
-    EXPECT_EQ(reg.valueType(L"n"), ut::kRegTypeQword) << "a number past 32 bits keeps its value";
+    EXPECT_EQ(reg.valueType(L"n"), ut::kRegTypeDword);
     EXPECT_EQ(reg.valueType(L"S"), ut::kRegTypeString);
     EXPECT_EQ(reg.valueType(L"none"), ut::kRegTypeNone);
     long n = 0;
     EXPECT_TRUE(reg.read(L"n", n));
-    EXPECT_EQ(n, 4000000000L);
+    EXPECT_EQ(n, -2147483648L);
     EXPECT_FALSE(reg.read(L"s", n)) << "a string is no number";
+
+    // numbers are DWORDs, as on Windows: one past 32 bits is refused and logged,
+    // also when verifyData would write it
+    {
+        LogCapture log;
+        EXPECT_FALSE(reg.write(L"n", 4000000000L));
+        EXPECT_FALSE(reg.verifyData(L"n", true, 4000000000L));
+        ASSERT_EQ(2u, log.records().size());
+        EXPECT_EQ(log.records()[0].file, "src/utils/ut_registry");
+        EXPECT_EQ(log.records()[0].function, "ut::Registry::write");
+        EXPECT_TRUE(log.contains("4000000000 does not fit a 32-bit registry number"));
+    }
+    EXPECT_TRUE(reg.read(L"n", n));
+    EXPECT_EQ(n, -2147483648L) << "the value before stays";
+    EXPECT_EQ(reg.valueType(L"n"), ut::kRegTypeDword);
 
     // verifyData compares, and writes only when asked
     EXPECT_TRUE(reg.verifyData(L"s", false, OdString(L"text")));

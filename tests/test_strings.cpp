@@ -152,6 +152,10 @@ TEST(IsValidName, CharactersEscapesAndLimit) {
         {L"\\U+00G4", false},
         {L"\\U+00C", false},
         {L"\\M+X8140", false},
+        // upper-case U and M only
+        {L"a\\u+0041", false},
+        {L"a\\m+10041", false},
+        {L"\\U+00c4", true},
         {L"ab\\", false},
         // escapes count at their written length: 249 + 6 = 255 fits, 250 + 6 does not
         {std::wstring(249, L'a') + L"\\U+0041", true},

@@ -14,6 +14,7 @@ namespace ut::devmode {
 namespace {
 
 thread_local std::wstring t_lastError;
+thread_local platform::printing::Fault t_lastFault = platform::printing::Fault::kNone;
 
 // "drutcups": this library's private bytes, never a driver's.
 constexpr uint8_t kSignature[8] = {'d', 'r', 'u', 't', 'c', 'u', 'p', 's'};
@@ -269,9 +270,17 @@ std::vector<std::pair<std::string, std::string>> jobOptions(const DEVMODEW* dm, 
     return out;
 }
 
-void setPrinterError(const platform::printing::Failure& why) { t_lastError = why.message; }
-void clearPrinterError() { t_lastError.clear(); }
+void setPrinterError(const platform::printing::Failure& why) {
+    t_lastError = why.message;
+    t_lastFault = why.fault;
+}
+void clearPrinterError() {
+    t_lastError.clear();
+    t_lastFault = platform::printing::Fault::kNone;
+}
 
 } // namespace ut::devmode
 
 OdString ut::lastPrinterError() { return OdString(ut::devmode::t_lastError); }
+
+bool ut::printingSystemUnreachable() { return ut::devmode::t_lastFault == ut::platform::printing::Fault::kNoScheduler; }

@@ -267,7 +267,10 @@ bool CPlotCfg3::toPrintData(ut::PrintData& data) const {
     const OdString& paperName = media.size.name;
     ut::PaperSizeInfo paper;
     int number = 0;
-    if (!device.isEmpty() && ut::PaperSizeGetter(device.c_str()).find(paperName, paper)) {
+    const bool known = !device.isEmpty() && ut::PaperSizeGetter(device.c_str()).find(paperName, paper);
+    // Why the printer's papers could not be asked, when that is why the paper was not found.
+    const OdString unasked = known || device.isEmpty() ? OdString() : ut::lastPrinterError();
+    if (known) {
         if (native && applies(DM_FORMNAME))
             native->SetFormName(wxString(paper.name.c_str()));
         if (applies(DM_PAPERSIZE))
@@ -276,6 +279,10 @@ bool CPlotCfg3::toPrintData(ut::PrintData& data) const {
         if (applies(DM_PAPERSIZE))
             data.setDmPaperSize(short(number), wxSize(int(media.size.mediaDescription.mediaBounds.urx),
                                                       int(media.size.mediaDescription.mediaBounds.ury)));
+    } else if (!paperName.isEmpty() && !unasked.isEmpty()) {
+        ut::logWarning(kSource, "CPlotCfg3::toPrintData",
+                       L"The papers of %ls cannot be asked for: %ls; the paper '%ls' is not applied.", device.c_str(),
+                       unasked.c_str(), paperName.c_str());
     } else if (!paperName.isEmpty()) {
         ut::logWarning(kSource, "CPlotCfg3::toPrintData",
                        L"The paper '%ls' is not a paper of %ls; the printer's default paper is kept.",

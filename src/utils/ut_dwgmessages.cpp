@@ -1,6 +1,7 @@
 #include "ut_messages.h"
 
 #include <array>
+#include <atomic>
 #include <string_view>
 
 #include "dwg_message_texts.inc"
@@ -10,7 +11,14 @@ static_assert(kDwgMessageCount == 849, "the SDK numbers 849 messages (0..848); d
 
 namespace {
 
-using Table = std::array<const wchar_t*, kDwgMessageCount>;
+// Each code's text twice: as shown without arguments (its translation, whatever
+// "%" that holds) and as filled with arguments (the English text when the
+// translation reads other arguments; reported on the first such use).
+struct Table {
+    std::array<const wchar_t*, kDwgMessageCount> text;
+    std::array<const wchar_t*, kDwgMessageCount> format;
+    mutable std::array<std::atomic<bool>, kDwgMessageCount> warned{};
+};
 
 const Table& table() {
     // The SDK may report from several threads at once; the first of them fills the
@@ -18,11 +26,22 @@ const Table& table() {
     // exactly once). Never destroyed: the SDK may still report during exit.
     static const Table* filled = [] {
         auto* t = new Table;
-        for (unsigned code = 0; code < kDwgMessageCount; ++code)
-            (*t)[code] = ut::detail::translateFixed(kDwgMessageEnglish[code]);
+        for (unsigned code = 0; code < kDwgMessageCount; ++code) {
+            const wchar_t* english = kDwgMessageEnglish[code];
+            const wchar_t* text = ut::detail::translateText(english);
+            t->text[code] = text;
+            t->format[code] = text == english || ut::detail::sameArguments(english, text) ? text : english;
+        }
         return t;
     }();
     return *filled;
+}
+
+const wchar_t* formatOf(unsigned code) {
+    const Table& t = table();
+    if (t.format[code] != t.text[code] && !t.warned[code].exchange(true))
+        ut::detail::warnOtherArguments(kDwgMessageEnglish[code]);
+    return t.format[code];
 }
 
 // 842's argument is the modeller's own error text, which the catalogue may
@@ -52,19 +71,22 @@ unsigned dwgMessageCount() {
 }
 
 const wchar_t* dwgMessageText(unsigned code) {
-    return code < kDwgMessageCount ? table()[code] : nullptr;
+    return code < kDwgMessageCount ? table().text[code] : nullptr;
+}
+
+const wchar_t* dwgMessageFormat(unsigned code) {
+    return code < kDwgMessageCount ? formatOf(code) : nullptr;
 }
 
 OdString formatDwgMessage(unsigned code, const std::vector<msgformat::Arg>* args) {
-    const Table& texts = table();
     if (code >= kDwgMessageCount) {
         // Not part of the table: translated on every call, so it follows the catalogue.
         const wchar_t* unknown = translateFixed(L"Unknown message (code: %d)");
         return OdString(msgformat::format(unknown, {msgformat::Arg::ofInt(static_cast<int>(code))}));
     }
-    const wchar_t* text = texts[code];
     if (!args)
-        return OdString(text);
+        return OdString(table().text[code]);
+    const wchar_t* text = formatOf(code);
     std::wstring out;
     if (code == kDwgModelingErrorCode && insertTranslatedArgument(text, *args, out))
         return OdString(std::move(out));
@@ -76,7 +98,7 @@ OdString formatDwgMessage(unsigned code, const std::vector<msgformat::Arg>* args
 OdString formatDwgDirectMessage(unsigned int code, va_list* args) {
     if (code >= kDwgMessageCount || !args)
         return detail::formatDwgMessage(code, nullptr);
-    const wchar_t* text = detail::dwgMessageText(code);
+    const wchar_t* text = detail::dwgMessageFormat(code);
     if (code != detail::kDwgModelingErrorCode)
         return OdString(msgformat::formatList(text, args));
     std::vector<msgformat::ArgKind> kinds;

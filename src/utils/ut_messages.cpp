@@ -102,7 +102,8 @@ namespace {
 // the application switches language, and both pointers must stay valid.
 struct TranslationStore {
     struct Entry {
-        bool accepted;
+        bool accepted;       // reads the English text's arguments
+        bool warned = false; // that it does not, logged
         std::wstring text;
     };
     std::mutex mutex;
@@ -124,6 +125,54 @@ const wxString* lookUp(const wxString& text) {
     return found && !found->empty() ? found : nullptr;
 }
 
+// The stored translation of english, or null when there is none. With forFormat,
+// warn tells whether a translation that reads other arguments is to be reported
+// now (the first time it is refused as a format).
+const TranslationStore::Entry* storedTranslation(const wchar_t* english, bool forFormat, bool& warn) {
+    warn = false;
+    const wxString* found = lookUp(wxString(english));
+    if (!found)
+        return nullptr;
+    std::wstring translation = found->ToStdWstring();
+    std::wstring key = english;
+    key += L'\0';
+    key += translation;
+
+    TranslationStore& s = store();
+    std::lock_guard<std::mutex> lock(s.mutex);
+    auto it = s.entries.find(key);
+    if (it == s.entries.end()) {
+        const bool accepted = ut::detail::sameArguments(english, translation);
+        it = s.entries.emplace(std::move(key), TranslationStore::Entry{accepted, false, std::move(translation)}).first;
+    }
+    TranslationStore::Entry& entry = it->second;
+    if (forFormat && !entry.accepted && !entry.warned)
+        warn = entry.warned = true;
+    return &entry;
+}
+
+// Texts with a placeholder are formats; the others are shown as they stand.
+constexpr bool isFormat(const wchar_t* english) {
+    for (; *english; ++english)
+        if (*english == L'%')
+            return true;
+    return false;
+}
+
+} // namespace
+
+namespace ut {
+
+#define DRUTILS_DEFINE_ACCESSOR(name, english) \
+    const wchar_t* Messages::name() { \
+        constexpr bool format = isFormat(english); \
+        return format ? detail::translateFixed(english) : detail::translateText(english); \
+    }
+DRUTILS_MESSAGE_LIST(DRUTILS_DEFINE_ACCESSOR)
+#undef DRUTILS_DEFINE_ACCESSOR
+
+namespace detail {
+
 bool sameArguments(std::wstring_view english, std::wstring_view translation) {
     if (english.find(L'%') == std::wstring_view::npos && translation.find(L'%') == std::wstring_view::npos)
         return true;
@@ -132,48 +181,30 @@ bool sameArguments(std::wstring_view english, std::wstring_view translation) {
     return ut::msgformat::argumentKinds(translation, translationKinds) && translationKinds == englishKinds;
 }
 
-} // namespace
+void warnOtherArguments(const wchar_t* english) {
+    logWarning("src/utils/ut_messages", "ut::detail::translateFixed",
+               L"The translation of \"%ls\" takes other arguments than the English text; "
+               L"the English text is shown instead.",
+               english);
+}
 
-namespace ut {
-
-#define DRUTILS_DEFINE_ACCESSOR(name, english) \
-    const wchar_t* Messages::name() { return detail::translateFixed(english); }
-DRUTILS_MESSAGE_LIST(DRUTILS_DEFINE_ACCESSOR)
-#undef DRUTILS_DEFINE_ACCESSOR
-
-namespace detail {
+const wchar_t* translateText(const wchar_t* english) {
+    if (!english)
+        return L"";
+    bool warn = false;
+    const TranslationStore::Entry* entry = storedTranslation(english, false, warn);
+    return entry ? entry->text.c_str() : english;
+}
 
 const wchar_t* translateFixed(const wchar_t* english) {
     if (!english)
         return L"";
-    const wxString* found = lookUp(wxString(english));
-    if (!found)
-        return english;
-    std::wstring translation = found->ToStdWstring();
-    std::wstring key = english;
-    key += L'\0';
-    key += translation;
-
-    TranslationStore& s = store();
-    const TranslationStore::Entry* entry = nullptr;
-    bool inserted = false;
-    {
-        std::lock_guard<std::mutex> lock(s.mutex);
-        auto it = s.entries.find(key);
-        if (it == s.entries.end()) {
-            bool accepted = sameArguments(english, translation);
-            it = s.entries.emplace(std::move(key), TranslationStore::Entry{accepted, std::move(translation)}).first;
-            inserted = true;
-        }
-        entry = &it->second;
-    }
+    bool warn = false;
+    const TranslationStore::Entry* entry = storedTranslation(english, true, warn);
     // Logged outside the lock: a log target may well ask for a message text itself.
-    if (inserted && !entry->accepted)
-        logWarning("src/utils/ut_messages", "ut::detail::translateFixed",
-                   L"The translation of \"%ls\" takes other arguments than the English text; "
-                   L"the English text is shown instead.",
-                   english);
-    return entry->accepted ? entry->text.c_str() : english;
+    if (warn)
+        warnOtherArguments(english);
+    return entry && entry->accepted ? entry->text.c_str() : english;
 }
 
 std::wstring translateFree(std::wstring_view text) {

@@ -104,14 +104,16 @@ bool isValidName(const wchar_t* name) {
     const wchar_t* p = name;
     int count = 0;
     while (*p && count < 256) {
-        if (p[0] == L'\\' && (p[1] == L'U' || p[1] == L'u') && p[2] == L'+' && isHex(p[3]) && isHex(p[4]) &&
-            isHex(p[5]) && isHex(p[6])) {
+        // The escapes are upper-case only: in "a\u+0041" the backslash starts
+        // no escape and stops the scan.
+        if (p[0] == L'\\' && p[1] == L'U' && p[2] == L'+' && isHex(p[3]) && isHex(p[4]) && isHex(p[5]) &&
+            isHex(p[6])) {
             p += 7;
             count += 6;
             continue;
         }
-        if (p[0] == L'\\' && (p[1] == L'M' || p[1] == L'm') && p[2] == L'+' && p[3] >= L'0' && p[3] <= L'9' &&
-            isHex(p[4]) && isHex(p[5]) && isHex(p[6]) && isHex(p[7])) {
+        if (p[0] == L'\\' && p[1] == L'M' && p[2] == L'+' && p[3] >= L'0' && p[3] <= L'9' && isHex(p[4]) &&
+            isHex(p[5]) && isHex(p[6]) && isHex(p[7])) {
             p += 8;
             count += 7;
             continue;

@@ -109,7 +109,7 @@ std::string checkInput(const std::string& path) {
     return std::string();
 }
 
-std::string checkOutput(const std::string& out, const std::vector<std::string>& inputs, bool force) {
+std::string checkOutput(const std::string& out, const std::vector<std::string>& inputs, bool force, bool dashIsStdout) {
     for (const auto& in : inputs)
         if (ut::platform::sameFile(wide(out), wide(in)))
             return out + ": is the input " + in + "; name another output";
@@ -117,8 +117,47 @@ std::string checkOutput(const std::string& out, const std::vector<std::string>& 
     const EntryKind kind = ut::platform::entryKind(wide(out));
     if (kind == EntryKind::Directory)
         return out + ": is a directory";
+    if (kind == EntryKind::Other)
+        return out + ": not a regular file (a pipe, device or socket), which is never replaced" +
+               (dashIsStdout ? "; \"-\" writes to standard output" : "");
     if (kind != EntryKind::None && !force)
         return out + ": already exists (--force replaces it)";
+    return std::string();
+}
+
+StreamOutput::~StreamOutput() {
+    if (!m_temporary.empty())
+        ut::platform::removeFile(wide(m_temporary));
+}
+
+std::string StreamOutput::prepare(const std::vector<std::string>& inputs, bool force) {
+    if (!toStdout())
+        return checkOutput(m_out, inputs, force, true);
+    // Owner only: what goes through it may be private settings.
+    m_temporary = utf8(ut::platform::createUniqueFile(L"drutils-out-"));
+    if (m_temporary.empty())
+        return "no temporary file can be made in " + utf8(ut::platform::systemTempDirectory());
+    return std::string();
+}
+
+std::string StreamOutput::finish() {
+    if (!toStdout())
+        return std::string();
+    ut::platform::FileStatus why = ut::platform::FileStatus::Ok;
+    FILE* in = ut::platform::openFile(wide(m_temporary), "rb", &why);
+    if (!in)
+        return m_temporary + ": " + ut::platform::describe(why);
+    char buf[65536];
+    size_t n = 0;
+    bool written = true;
+    while (written && (n = std::fread(buf, 1, sizeof buf, in)) > 0)
+        written = std::fwrite(buf, 1, n, stdout) == n;
+    const bool readError = std::ferror(in) != 0;
+    std::fclose(in);
+    if (readError)
+        return m_temporary + ": cannot be read back";
+    if (!written || std::fflush(stdout) != 0)
+        return "cannot write the output";
     return std::string();
 }
 

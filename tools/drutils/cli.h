@@ -6,6 +6,7 @@
 #include <initializer_list>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "od/OdString.h"
@@ -43,14 +44,43 @@ int runGroup(Args& args, const char* group, const std::string& help, std::initia
 //
 // A command that reads FILE refuses one that is not a regular file (a directory,
 // device or pipe). A command that creates OUT refuses an OUT that is one of its
-// inputs (under any spelling or link), and an existing OUT unless --force was
-// given; it writes OUT whole or not at all (a temporary file beside it, renamed
-// over it at the end) and never leaves the temporary file behind.
+// inputs (under any spelling or link), an existing OUT that is not a regular file
+// (a directory, pipe, device or socket: --force never turns one into a plain
+// file), and an existing OUT unless --force was given; it writes OUT whole or not
+// at all (a temporary file beside it, renamed over it at the end) and never leaves
+// the temporary file behind.
 
 // Empty when path names a regular file; otherwise "PATH: why" for cli::fail.
 std::string checkInput(const std::string& path);
 // Empty when a command may write out; otherwise "OUT: why" for cli::fail.
-std::string checkOutput(const std::string& out, const std::vector<std::string>& inputs, bool force);
+// dashIsStdout: the command takes "-" for standard output, which the refusal of
+// a pipe or device then suggests.
+std::string checkOutput(const std::string& out, const std::vector<std::string>& inputs, bool force,
+                        bool dashIsStdout = false);
+
+// OUT of a command whose output is a stream but which has the library write a
+// named file: "-" stands for standard output, through a private temporary file
+// (mode 0600, in the temporary folder) that finish() copies out; the temporary
+// file is removed when the object goes. Any other OUT is the file itself.
+class StreamOutput {
+public:
+    explicit StreamOutput(std::string out) : m_out(std::move(out)) {}
+    ~StreamOutput();
+    StreamOutput(const StreamOutput&) = delete;
+    StreamOutput& operator=(const StreamOutput&) = delete;
+    bool toStdout() const { return m_out == "-"; }
+    // checkOutput for a file; for "-", makes the temporary file. Empty when the
+    // command may go on, else the line for cli::fail.
+    std::string prepare(const std::vector<std::string>& inputs, bool force);
+    // The name to hand the library.
+    const std::string& path() const { return toStdout() ? m_temporary : m_out; }
+    // After the library wrote path(): copies it to standard output. Empty when
+    // done, else the line for cli::fail.
+    std::string finish();
+
+private:
+    std::string m_out, m_temporary;
+};
 // Reads a whole regular file of at most limit bytes. Empty on success, else
 // "PATH: why".
 std::string readFile(const std::string& path, size_t limit, std::string& bytes);

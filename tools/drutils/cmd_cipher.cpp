@@ -276,7 +276,7 @@ int runCipher(cli::Args& args) {
         std::vector<std::string> inputs;
         if (!isStd(inPath))
             inputs.push_back(inPath);
-        if (std::string why = cli::checkOutput(outPath, inputs, force); !why.empty())
+        if (std::string why = cli::checkOutput(outPath, inputs, force, true); !why.empty())
             return cli::fail(why);
     }
     if (!s.out.open(outPath, force, error))

@@ -3,6 +3,7 @@
 // DRUTILS_REGISTRY_DB names); profile-level groups follow the current profile.
 #include <charconv>
 #include <cmath>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <string>
@@ -21,7 +22,8 @@ const char kHelp[] =
     "commands:\n"
     "  get [--json] GROUP KEY          print an entry's value\n"
     "  set [--type TYPE] GROUP KEY VALUE\n"
-    "                                  write an entry; TYPE is string (the default), integer,\n"
+    "                                  write an entry; TYPE is string (the default), integer\n"
+    "                                  (32 bits: -2147483648 to 2147483647),\n"
     "                                  bool, double, binary (hex bytes: 0aff or 0a,ff), size\n"
     "                                  (W,H), point (X,Y), rect (X,Y,W,H), point2d, point3d\n"
     "  list [--json] GROUP [SUB]       the groups and entries inside a group\n"
@@ -159,7 +161,8 @@ bool parseNumbers(const std::string& s, size_t count, std::vector<double>& out, 
             piece.erase(piece.begin());
         double d = 0;
         long l = 0;
-        if (integers ? !parseLong(piece, l) : !parseDouble(piece, d))
+        // Sizes, points and rectangles are read back as ints.
+        if (integers ? !parseLong(piece, l) || l < INT32_MIN || l > INT32_MAX : !parseDouble(piece, d))
             return false;
         out.push_back(integers ? double(l) : d);
         start = comma + 1;
@@ -204,7 +207,16 @@ int set(cli::Args& args) {
     bool ok = true;
     if (type == "string") {
     } else if (type == "integer") {
-        ok = parseLong(value, l);
+        // The store's integers are 32-bit registry numbers: a wider value would be
+        // refused by the write, so it is refused here, before the store is opened.
+        long long wide = 0;
+        const char* end = value.data() + value.size();
+        const auto r = std::from_chars(value.data(), end, wide);
+        ok = r.ptr == end && (r.ec == std::errc() || r.ec == std::errc::result_out_of_range);
+        if (ok && (r.ec != std::errc() || wide < INT32_MIN || wide > INT32_MAX))
+            return cli::fail(where(group, ops[1]) + ": " + value +
+                             " does not fit an integer entry (a 32-bit number, -2147483648 to 2147483647)");
+        l = long(wide);
     } else if (type == "bool") {
         ok = value == "true" || value == "false" || value == "1" || value == "0" || value == "yes" || value == "no" ||
              value == "on" || value == "off";

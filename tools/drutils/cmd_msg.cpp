@@ -199,7 +199,7 @@ int runDwg(cli::Args& args, bool json) {
         text = ut::detail::formatDwgMessage(code, nullptr);
     } else {
         std::vector<ut::msgformat::ArgKind> kinds;
-        ut::msgformat::argumentKinds(ut::detail::dwgMessageText(code), kinds);
+        ut::msgformat::argumentKinds(ut::detail::dwgMessageFormat(code), kinds);
         if (words.size() != kinds.size()) {
             std::string wanted;
             for (auto k : kinds)

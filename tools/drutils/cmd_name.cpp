@@ -21,7 +21,7 @@ std::string reason(const OdString& name) {
     const wchar_t* p = name.c_str();
     while (*p) {
         if (p[0] == L'\\') {
-            OdString probe(p, p[1] == L'M' || p[1] == L'm' ? 8 : 7);
+            OdString probe(p, p[1] == L'M' ? 8 : 7);
             if (ut::isValidName(probe.c_str())) {
                 length += probe.getLength();
                 p += probe.getLength();

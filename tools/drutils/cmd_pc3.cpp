@@ -46,7 +46,8 @@ const char kPc3Help[] =
     "  dm_color                                  mono, color, 1 or 2\n"
     "  resolution                                DMRES_HIGH/MEDIUM/LOW/DRAFT, DPI or XxY\n"
     "  pathname                                  output file of plot_to_file\n"
-    "Exit status 1 when a file cannot be read or written or a value is refused.\n";
+    "Exit status 1 when a file cannot be read or written or a value is refused, and when\n"
+    "new or apply (of a configuration of a system printer) cannot reach the printing system.\n";
 
 const char kPmpHelp[] = "usage: drutils pmp show [--json] FILE\n"
                         "  Prints the driver description, calibration and papers of a user-defined model file.\n";
@@ -811,11 +812,15 @@ int runCustomPapers(cli::Args& args) {
             if (!rest.empty())
                 return cli::usage("--margins needs four numbers: L,B,R,T");
         }
+        // The library takes a paper without a name, for a dialog that names it
+        // next; here nothing would name it, and it would show blank.
+        if (name.empty())
+            return cli::fail("paper '': a paper needs a name");
         if (list.isDuplicateName(wxString(cli::wide(name).str())))
             return cli::fail("paper '" + name + "': the configuration already has a paper of that name");
         if (!list.append(wxString(cli::wide(name).str())))
-            return cli::fail("paper '" + name + "': refused (an empty name, '{', a line break, longer than 400 "
-                             "characters, or a full list)");
+            return cli::fail("paper '" + name + "': refused ('{', a line break, longer than 400 characters, or a "
+                             "full list)");
         const int i = list.size() - 1;
         list.setSize(i, w, h);
         list.setLeftMargin(i, m[0]);
@@ -842,6 +847,8 @@ int runCustomPapers(cli::Args& args) {
                 bool ok = true;
                 if (key == "name") {
                     const wxString name(cli::wide(value).str());
+                    if (name.empty())
+                        return cli::fail("paper " + args[2] + ": a paper needs a name");
                     if (name != list.getName(i) && list.isDuplicateName(name))
                         return cli::fail("paper '" + value + "': the configuration already has a paper of that name");
                     ok = list.setName(i, name);

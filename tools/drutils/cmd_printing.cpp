@@ -2,6 +2,7 @@
 // pc3 new and pc3 apply. Built as the printing module (printing_module.h), which
 // the tool loads when one of these runs; their help is the tool's own
 // (printing_loader.cpp).
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 #include <memory>
@@ -11,6 +12,7 @@
 #include <wx/paper.h>
 
 #include "cli.h"
+#include "platform/codepage.h"
 #include "printing_module.h"
 #include "plotcfg.h"
 #include "ut_papers.h"
@@ -50,6 +52,12 @@ int printers(cli::Args& args) {
     if (names.isEmpty() && !ut::lastPrinterError().isEmpty())
         return printingFailure("printers");
     const OdString def = ut::getDefaultSystemPrinter(false);
+    // The name column is as wide as the widest name on screen (East Asian
+    // characters take two columns, combining marks none), so the columns after it
+    // stay in line whatever the names hold.
+    size_t nameWidth = 20;
+    for (const OdString& name : names)
+        nameWidth = std::max(nameWidth, ut::platform::displayWidth(name.str()));
     cli::Json j;
     if (json)
         j.beginArray();
@@ -67,7 +75,8 @@ int printers(cli::Args& args) {
             j.key("driver").value(driver).key("comment").value(comment).key("location").value(location);
             j.key("port").value(port).endObject();
         } else {
-            std::printf("%s %-20s %-6s %-2s  %s%s%s\n", isDefault ? "*" : " ", cli::utf8(name).c_str(),
+            const std::string padding(nameWidth - ut::platform::displayWidth(name.str()), ' ');
+            std::printf("%s %s%s %-6s %-2s  %s%s%s\n", isDefault ? "*" : " ", cli::utf8(name).c_str(), padding.c_str(),
                         printer.isLocal() ? "local" : "remote", printer.isPostScript() ? "PS" : "-",
                         cli::utf8(driver).c_str(), comment.isEmpty() ? "" : " - ", cli::utf8(comment).c_str());
         }
@@ -161,6 +170,10 @@ int pc3Apply(cli::Args& args) {
     PrintingSupport support;
     bool found = false;
     std::unique_ptr<CPlotCfg3> cfg(CPlotCfg3::read(cli::wide(args[0]).c_str(), found));
+    // What the configuration gives on this system cannot be told without the
+    // printing system; a paper or printer it could not check is not to blame.
+    if ((!cfg || (!found && !cfg->isPdfExport())) && ut::printingSystemUnreachable())
+        return printingFailure(args[0]);
     if (!cfg)
         return cli::kFailure;
     if (cfg->isPdfExport()) {

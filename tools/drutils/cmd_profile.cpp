@@ -26,7 +26,8 @@ const char kHelp[] =
     "  rename OLD NEW                        give a profile another name\n"
     "  delete [--force] NAME                 delete a profile (the current one only with --force)\n"
     "  describe NAME [TEXT]                  print a profile's description, or set it\n"
-    "  export [--force] NAME FILE            write a profile as a registry file\n"
+    "  export [--force] NAME FILE            write a profile as a registry file (\"-\":\n"
+    "                                        to standard output)\n"
     "  import [--force] FILE [--name NEW] [--description TEXT]\n"
     "                                        read a profile file, optionally under another\n"
     "                                        name; an existing profile only with --force\n";
@@ -77,6 +78,8 @@ int list(cli::Args& args) {
     storecli::Session log;
     wxArrayString names;
     ut::getProfileNames(names);
+    if (log.hasErrors())
+        return log.fail("the profiles could not be listed");
     log.flushWarnings();
     const wxString current = ut::getCurrentProfileName();
     if (json) {
@@ -108,6 +111,8 @@ int current(cli::Args& args) {
     if (int rc = storecli::takeOperands(args, 0, 0, "profile current takes no operands", ops))
         return rc;
     storecli::Session log;
+    if (log.hasErrors())
+        return log.fail("the current profile could not be read");
     log.flushWarnings();
     const OdString name = ut::Config::currentProfileName();
     if (json) {
@@ -181,12 +186,22 @@ int rename(cli::Args& args) {
     storecli::Session log;
     if (!ut::profileExists(wxs(ops[0])))
         return notFound(log, ops[0]);
-    const bool wasCurrent = ut::getCurrentProfileName().CmpNoCase(wxs(ops[0])) == 0;
-    if (!ut::renameProfile(wxs(ops[0]), wxs(ops[1])))
+    // The current profile keeps being current under its new name, in the same
+    // transaction, so that no other process sees it current under a name that
+    // is gone.
+    ut::platform::RegStore::Batch batch(*ut::platform::RegStore::forCurrentUser());
+    batch.begin();
+    const bool wasCurrent = ut::Config::profileNameFromRegistry().iCompare(cli::wide(ops[0])) == 0;
+    if (!ut::renameProfile(wxs(ops[0]), wxs(ops[1]))) {
+        batch.abandon();
         return log.fail("profile '" + ops[0] + "' could not be renamed to '" + ops[1] + "' (is the name taken?)");
-    // The current profile keeps being current under its new name.
-    if (wasCurrent && !ut::setCurrentProfileName(wxs(ops[1])))
+    }
+    if (wasCurrent && !ut::setCurrentProfileName(wxs(ops[1]))) {
+        batch.abandon();
         return log.fail("profile '" + ops[1] + "' could not be made current");
+    }
+    if (!batch.commit())
+        return log.fail("profile '" + ops[0] + "' could not be renamed");
     return cli::kOk;
 }
 
@@ -198,10 +213,35 @@ int remove(cli::Args& args) {
     storecli::Session log;
     if (!ut::profileExists(wxs(ops[0])))
         return notFound(log, ops[0]);
-    if (!force && ut::getCurrentProfileName().CmpNoCase(wxs(ops[0])) == 0)
+    ut::platform::RegStore::Batch batch(*ut::platform::RegStore::forCurrentUser());
+    batch.begin();
+    const bool wasCurrent = ut::Config::profileNameFromRegistry().iCompare(cli::wide(ops[0])) == 0;
+    if (!force && wasCurrent)
         return cli::fail("profile '" + ops[0] + "' is the current one (--force deletes it)");
-    if (!ut::deleteProfile(wxs(ops[0])))
+    if (!ut::deleteProfile(wxs(ops[0]))) {
+        batch.abandon();
         return log.fail("profile '" + ops[0] + "' could not be deleted");
+    }
+    // Another profile becomes current, the first of the list, or none: a name
+    // left pointing at the deleted profile would have the next write make it
+    // again, empty.
+    wxString next;
+    if (wasCurrent) {
+        wxArrayString names;
+        if (ut::getProfileNames(names) > 0)
+            next = names[0];
+        const bool moved = next.empty() ? ut::Config::writeString(ut::kCfgProfiles, L"CurProfile", OdString()) &&
+                                              ut::Config::writeString(ut::kCfgProfiles, OdString(), OdString())
+                                        : ut::setCurrentProfileName(next);
+        if (!moved) {
+            batch.abandon();
+            return log.fail("profile '" + ops[0] + "' could not be deleted: no other profile could be made current");
+        }
+    }
+    if (!batch.commit())
+        return log.fail("profile '" + ops[0] + "' could not be deleted");
+    if (wasCurrent)
+        std::printf(next.empty() ? "no profile is current now\n" : "the current profile is now %s\n", u8(next).c_str());
     return cli::kOk;
 }
 
@@ -226,13 +266,16 @@ int exportProfile(cli::Args& args) {
     std::vector<std::string> ops;
     if (int rc = storecli::takeOperands(args, 2, 2, "profile export needs NAME and FILE", ops))
         return rc;
-    if (std::string why = cli::checkOutput(ops[1], {}, force); !why.empty())
+    cli::StreamOutput out(ops[1]);
+    if (std::string why = out.prepare({}, force); !why.empty())
         return cli::fail(why);
     storecli::Session log;
     if (!ut::profileExists(wxs(ops[0])))
         return notFound(log, ops[0]);
-    if (!ut::exportProfile(wxs(ops[0]), wxs(ops[1])))
+    if (!ut::exportProfile(wxs(ops[0]), wxs(out.path())))
         return log.fail(ops[1] + ": not written");
+    if (std::string why = out.finish(); !why.empty())
+        return cli::fail(why);
     return cli::kOk;
 }
 
@@ -247,6 +290,8 @@ int importProfile(cli::Args& args) {
     std::vector<std::string> ops;
     if (int rc = storecli::takeOperands(args, 1, 1, "profile import needs FILE", ops))
         return rc;
+    if (std::string why = storecli::checkImportFile(ops[0]); !why.empty())
+        return cli::fail(why);
     storecli::Session log;
     wxString inFile;
     bool same = false;

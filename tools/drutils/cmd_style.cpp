@@ -15,6 +15,7 @@
 
 #include "cli.h"
 #include "commands.h"
+#include "platform/codepage.h"
 #include "plotstyletable.h"
 
 namespace {
@@ -30,7 +31,8 @@ const char kHelp[] =
     "                                      turn a colour-dependent table into a named\n"
     "                                      one, merging styles that plot alike\n"
     "  set FILE STYLE FIELD=VALUE...       change styles and save the table in place\n"
-    "  render FILE OUT.svg [--force]       draw a swatch sheet of the styles\n"
+    "  render FILE OUT.svg [--force]       draw a swatch sheet of the styles (\"-\":\n"
+    "                                      to standard output)\n"
     "\n"
     "new, convert and render refuse to replace an existing OUT unless --force is\n"
     "given, and never write over their input. 'drutils style <command> --help'\n"
@@ -50,7 +52,8 @@ const char kConvertHelp[] = "usage: drutils style convert IN.ctb OUT.stb [--base
                             "  Makes a named table from a colour-dependent one. Colours whose styles\n"
                             "  plot alike share one named style \"NAME 1\", \"NAME 2\", ... (NAME defaults\n"
                             "  to \"Style\"); the new table records which style each colour uses.\n"
-                            "  An existing OUT is replaced only with --force.\n";
+                            "  An existing OUT is replaced only with --force; \"-\" as OUT writes the\n"
+                           "  sheet to standard output.\n";
 
 const char kSetHelp[] =
     "usage: drutils style set FILE STYLE FIELD=VALUE...\n"
@@ -73,7 +76,8 @@ const char kRenderHelp[] = "usage: drutils style render FILE OUT.svg [--force]\n
                            "  Draws one cell per style: the plotted colour with its screening, a line of\n"
                            "  the style's lineweight drawn to scale (the sheet is in millimetres), and\n"
                            "  the style's name. Hatched cells plot with the object's own colour.\n"
-                           "  An existing OUT is replaced only with --force.\n";
+                           "  An existing OUT is replaced only with --force; \"-\" as OUT writes the\n"
+                           "  sheet to standard output.\n";
 
 bool helpFor(cli::Args& args, const char* text) {
     if (!cli::wantsHelp(args))
@@ -292,15 +296,17 @@ int runShow(cli::Args& args) {
     std::printf("scale:       %g%s\n", t->scaleFactor(), t->applyFactor() ? " (applied)" : " (not applied)");
     if (t->hasACI() && !t->useACI())
         std::printf("colour map:  yes (from a colour-dependent table)\n");
-    // The name column is as wide as the longest name, counted in characters, so
-    // that long and non-ASCII names keep the columns after them in line.
+    // The name column is as wide as the widest name on screen (East Asian
+    // characters take two columns, combining marks none), so that long and
+    // non-ASCII names keep the columns after them in line.
     const std::vector<Row> all = rows(*t);
     auto shownName = [](const CPlotStyle& s) { return s.locName().isEmpty() ? s.name() : s.locName(); };
     size_t nameWidth = 24;
     for (const Row& r : all)
-        nameWidth = std::max(nameWidth, size_t(shownName(*r.style).getLength()));
+        nameWidth = std::max(nameWidth, ut::platform::displayWidth(shownName(*r.style).str()));
     auto padded = [nameWidth](const OdString& text) {
-        return cli::utf8(text) + std::string(nameWidth - std::min(nameWidth, size_t(text.getLength())), ' ');
+        const size_t width = ut::platform::displayWidth(text.str());
+        return cli::utf8(text) + std::string(nameWidth - std::min(nameWidth, width), ' ');
     };
     std::printf("\n%-5s %s %-16s %-10s %-6s %s\n", t->useACI() ? "index" : "#", padded(L"name").c_str(), "colour",
                 "lineweight", "screen", "linetype");
@@ -612,7 +618,8 @@ int runRender(cli::Args& args) {
         return cli::kUsage;
     if (args.size() != 2)
         return cli::usage("style render needs FILE and OUT.svg");
-    if (std::string why = cli::checkOutput(args[1], {args[0]}, force); !why.empty())
+    const bool toStdout = args[1] == "-";
+    if (std::string why = toStdout ? std::string() : cli::checkOutput(args[1], {args[0]}, force, true); !why.empty())
         return cli::fail(why);
     std::string error;
     auto t = load(args[0], error);
@@ -701,6 +708,11 @@ int runRender(cli::Args& args) {
     }
     svg += "</svg>\n";
 
+    if (toStdout) {
+        if (std::fwrite(svg.data(), 1, svg.size(), stdout) != svg.size() || std::fflush(stdout) != 0)
+            return cli::fail("cannot write the output");
+        return cli::kOk;
+    }
     if (std::string why = cli::writeFile(args[1], svg, force); !why.empty())
         return cli::fail(why);
     std::printf("%s: %d swatches\n", args[1].c_str(), count);

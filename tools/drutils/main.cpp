@@ -9,6 +9,7 @@
 #include <wx/log.h>
 
 #include "cli.h"
+#include "platform/tempfiles.h"
 #include "commands.h"
 
 #ifndef DRUTILS_VERSION
@@ -76,6 +77,8 @@ int main(int argc, char** argv) {
         std::fprintf(stderr, "drutils: cannot initialise wxWidgets\n");
         return cli::kFailure;
     }
+    // A command interrupted while it writes leaves no temporary file behind.
+    ut::platform::removeTemporariesOnSignals();
     auto* log = new StderrLog;
     delete wxLog::SetActiveTarget(log);
     wxLog::DisableTimestamp();

@@ -1,5 +1,7 @@
 #include "store_cli.h"
 
+#include "platform/files.h"
+
 #include <cctype>
 #include <cstdio>
 
@@ -56,9 +58,12 @@ std::string groupName(ut::ECfgGroup group) {
     return int(group) >= 0 && int(group) < 32 ? kGroupWords[int(group)] : "?";
 }
 
+// Where each group's key lies: product, version, language or the current profile.
+const char kLevel[33] = "pvlPllPPllPPPlPPllPPlPPlPPPPPPPl";
+
+bool profileLevel(ut::ECfgGroup group) { return int(group) >= 0 && int(group) < 32 && kLevel[int(group)] == 'P'; }
+
 std::string groupTable() {
-    // Where each group's key lies: product, version, language or the current profile.
-    static const char kLevel[33] = "pvlPllPPllPPPlPPllPPlPPlPPPPPPPl";
     std::string out;
     for (int g = 0; g < 32; g += 2) {
         char line[128];
@@ -92,6 +97,12 @@ void Session::flushWarnings() {
     for (const auto& w : m_warnings)
         std::fprintf(stderr, "drutils: %s\n", w.c_str());
     m_warnings.clear();
+}
+
+std::string checkImportFile(const std::string& file) {
+    if (ut::platform::entryKind(cli::wide(file)) == ut::platform::EntryKind::None)
+        return "File not found: " + file;
+    return cli::checkInput(file);
 }
 
 int takeOperands(cli::Args& args, size_t min, size_t max, const std::string& usage, std::vector<std::string>& out) {

@@ -19,6 +19,8 @@ bool parseGroup(const std::string& text, ut::ECfgGroup& group, std::string& erro
 // The key words, one line per group, for --help.
 std::string groupTable();
 std::string groupName(ut::ECfgGroup group);
+// Whether the group's key lies in the current profile.
+bool profileLevel(ut::ECfgGroup group);
 
 // A command's time with the settings: starts them with the profile the store
 // names as current (ut::Config::initProfile) and collects what the library logs
@@ -31,6 +33,9 @@ public:
     // Prints the first error the library logged (or message when there was
     // none) and returns cli::kFailure.
     int fail(const std::string& message);
+    // Whether the library logged an error: a store that cannot be read lists
+    // nothing, which must not pass for an empty list.
+    bool hasErrors() const { return !m_errors.empty(); }
     // Prints the warnings collected, for a command that succeeded.
     void flushWarnings();
 
@@ -41,6 +46,10 @@ private:
     wxLog* m_previous;
     std::vector<std::string> m_errors, m_warnings;
 };
+
+// Why file cannot be imported before it is read ("File not found: FILE", as
+// the library says it, "FILE: is a directory"...), or empty.
+std::string checkImportFile(const std::string& file);
 
 // The operands left after the options, min to max of them, refusing unknown
 // options: kOk, or the exit status of the usage message printed.

@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <cwchar>
 #include <cwctype>
+#include <optional>
 
 #include <wx/app.h>
 
@@ -95,7 +96,14 @@ struct ConfigAccess : Config {
     // The key path of every group, composed once per change of the bases.
     static const OdString* groupPath(ECfgGroup group);
     static void invalidate();
+    // Where a write of key goes; false when it would bring back a profile that
+    // was deleted. Called inside the write's transaction.
+    static bool placeWrite(RegConfig& config, wxString& key);
+    // Whether the current profile's key existed when the profile was chosen.
+    static bool s_profileExisted;
 };
+
+bool ConfigAccess::s_profileExisted = false;
 
 wxConfigBase* object() { return ConfigAccess::get(); }
 
@@ -236,13 +244,23 @@ void Config::updatePaths() {
     s_profileBase = currentProfileRoot(kCfgPathConfig) + L"/";
     s_profileConfigBase = s_profileBase + L"Config/";
     ConfigAccess::invalidate();
+    ConfigAccess::s_profileExisted = !s_currentProfileName.isEmpty() && s_pConfigBase &&
+                                     s_pConfigBase->HasGroup(wx(withoutTrailingSlash(s_profileBase)));
 }
 
 void Config::initProfile(const OdString& name) {
-    s_currentProfileName = name.isEmpty() ? profileNameFromRegistry() : name;
     initBase();
-    initPaths();
-    updatePaths();
+    {
+        // The name and whether its key exists are read from one state of the
+        // store: a rename by another process between the two would make an
+        // existing profile look new, and its first write would make a ghost.
+        std::optional<platform::RegStore::ReadSnapshot> snapshot;
+        if (RegConfig* config = config_detail::regConfig())
+            snapshot.emplace(config->Store());
+        s_currentProfileName = name.isEmpty() ? profileNameFromRegistry() : name;
+        initPaths();
+        updatePaths();
+    }
     // The object may have been made before the profile was known.
     if (RegConfig* config = config_detail::regConfig())
         config->SetExpandRegValues(getREGEXPAND());
@@ -379,6 +397,31 @@ const OdString* ConfigAccess::groupPath(ECfgGroup group) {
         g_groupPathsValid = true;
     }
     return &g_groupPaths[int(group)];
+}
+
+bool ConfigAccess::placeWrite(RegConfig& config, wxString& key) {
+    // A profile that was not there when it was chosen is made by its first
+    // write, as the registry makes a key; one that was there has been renamed
+    // or deleted by the time its key is missing.
+    if (!s_profileExisted || s_profileBase.getLength() <= 1 ||
+        !config_detail::startsWithNoCase(key.ToStdWstring(), s_profileBase.str()))
+        return true;
+    const OdString base = s_profileBase;
+    if (config.Store().keyExists(config.KeyOf(wx(withoutTrailingSlash(base)))) == platform::RegStatus::Ok)
+        return true;
+    const OdString was = s_currentProfileName;
+    const OdString now = profileNameFromRegistry();
+    if (!now.isEmpty() && now.iCompare(was) != 0) {
+        s_currentProfileName = now;
+        updatePaths();
+        if (s_profileExisted) {
+            key = wx(s_profileBase) + key.Mid(size_t(base.getLength()));
+            return true;
+        }
+    }
+    logError(kSource, "ut::Config::write", L"The profile '%ls' no longer exists; nothing is written to it",
+             was.c_str());
+    return false;
 }
 
 OdString Config::keyPath(ECfgGroup group) {
@@ -615,18 +658,51 @@ namespace {
 
 template <class T> bool writeAt(const wxString& key, const T& value) {
     wxConfigBase* c = object();
-    return !key.empty() && c && c->Write(key, value);
+    if (key.empty() || !c)
+        return false;
+    RegConfig* config = dynamic_cast<RegConfig*>(c);
+    if (!config)
+        return c->Write(key, value);
+    // Finding the profile's key and writing are one transaction, so another
+    // process cannot rename or delete the profile between the two.
+    platform::RegStore::Batch batch(config->Store());
+    wxString target = key;
+    if (batch.begin() != platform::RegStatus::Ok || !ConfigAccess::placeWrite(*config, target)) {
+        batch.abandon();
+        return false;
+    }
+    return c->Write(target, value) && batch.commit();
+}
+
+// Every integer write goes through here, so that none stores a 64-bit number.
+bool writeNumber(const wxString& key, long value, const char* function) {
+    if (!config_detail::fitsRegistryNumber(value)) {
+        config_detail::logNumberTooWide(kSource, function, od(key), value);
+        return false;
+    }
+    return writeAt(key, value);
 }
 
 } // namespace
 
+namespace config_detail {
+
+void logNumberTooWide(const char* file, const char* function, const OdString& name, long value) {
+    logError(file, function, L"%ld does not fit a 32-bit registry number (%d to %d); \"%ls\" is not written", value,
+             INT32_MIN, INT32_MAX, name.c_str());
+}
+
+} // namespace config_detail
+
 bool Config::writeBool(ECfgGroup group, const OdString& key, bool value) { return writeAt(entryKey(group, key), value); }
 
 bool Config::writeShort(ECfgGroup group, const OdString& key, short value) {
-    return writeAt(entryKey(group, key), long(value));
+    return writeNumber(entryKey(group, key), long(value), "ut::Config::writeShort");
 }
 
-bool Config::writeLong(ECfgGroup group, const OdString& key, long value) { return writeAt(entryKey(group, key), value); }
+bool Config::writeLong(ECfgGroup group, const OdString& key, long value) {
+    return writeNumber(entryKey(group, key), value, "ut::Config::writeLong");
+}
 
 bool Config::writeString(ECfgGroup group, const OdString& key, const OdString& value) {
     return writeAt(entryKey(group, key), wx(value));
@@ -666,7 +742,9 @@ bool Config::writeBinary(ECfgGroup group, const OdString& key, const wxMemoryBuf
     return writeAt(entryKey(group, key), value);
 }
 
-bool Config::writeLong(const OdString& path, long value) { return !path.isEmpty() && writeAt(wx(path), value); }
+bool Config::writeLong(const OdString& path, long value) {
+    return !path.isEmpty() && writeNumber(wx(path), value, "ut::Config::writeLong");
+}
 
 bool Config::writeDouble(const OdString& path, double value) { return !path.isEmpty() && writeAt(wx(path), value); }
 
@@ -817,7 +895,13 @@ bool ConfigBase::read(const OdString& path, OdString& value) const {
 
 bool ConfigBase::writeBool(const OdString& path, bool value) { return m_config && m_config->Write(wx(path), value); }
 
-bool ConfigBase::writeLong(const OdString& path, long value) { return m_config && m_config->Write(wx(path), value); }
+bool ConfigBase::writeLong(const OdString& path, long value) {
+    if (!config_detail::fitsRegistryNumber(value)) {
+        config_detail::logNumberTooWide(kSource, "ut::ConfigBase::writeLong", path, value);
+        return false;
+    }
+    return m_config && m_config->Write(wx(path), value);
+}
 
 bool ConfigBase::writeString(const OdString& path, const OdString& value) {
     return m_config && m_config->Write(wx(path), wx(value));

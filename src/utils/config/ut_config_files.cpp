@@ -19,8 +19,10 @@ struct ExportFlags {
     bool expandRegValues;
 };
 
-void exportTree(const RegConfig& config, const ExportFlags& flags, const platform::RegKeyPath& key,
-                const std::wstring& groupPath, std::vector<std::wstring>& lines) {
+// False, with problem set, at the first key or value that would not read back
+// as it is.
+bool exportTree(const RegConfig& config, const ExportFlags& flags, const platform::RegKeyPath& key,
+                const std::wstring& groupPath, std::vector<std::wstring>& lines, std::wstring& problem) {
     std::wstring keyLine = L"[HKEY_CURRENT_USER\\" + Config::productRoot(kCfgPathRegistry).str() + L"\\" + groupPath + L"]";
     for (auto& c : keyLine)
         if (c == L'/')
@@ -33,23 +35,34 @@ void exportTree(const RegConfig& config, const ExportFlags& flags, const platfor
         switch (v.type) {
         case platform::kRegSz:
         case platform::kRegExpandSz: {
-            if (v.floating) {
-                double d = 0;
-                if (wxString(v.text).ToCDouble(&d)) {
-                    regfile::addStringLine(lines, e.name, config_detail::formatG(d));
-                    break;
+            std::wstring text;
+            double d = 0;
+            if (v.floating && wxString(v.text).ToCDouble(&d)) {
+                text = config_detail::formatG(d);
+            } else {
+                wxString t(v.text);
+                if (flags.expandEnv) {
+                    if (v.type == platform::kRegExpandSz && flags.expandRegValues)
+                        t = expandRegString(t);
+                    t = config.ExpandEnvVars(t);
                 }
+                text = t.ToStdWstring();
             }
-            wxString text(v.text);
-            if (flags.expandEnv) {
-                if (v.type == platform::kRegExpandSz && flags.expandRegValues)
-                    text = expandRegString(text);
-                text = config.ExpandEnvVars(text);
-            }
-            regfile::addStringLine(lines, e.name, text.ToStdWstring());
+            if (!regfile::carriesValue(groupPath, e.name, &text, problem))
+                return false;
+            regfile::addStringLine(lines, e.name, text);
             break;
         }
+        case platform::kRegQword:
+            // Not a kind this store writes, but one another program's file
+            // can bring in: kept as the number it is rather than lost.
+            if (!regfile::carriesValue(groupPath, e.name, nullptr, problem))
+                return false;
+            regfile::addQwordLines(lines, e.name, v.number);
+            break;
         default:
+            if (!regfile::carriesValue(groupPath, e.name, nullptr, problem))
+                return false;
             regfile::addPlainValueLines(lines, e.name, v, L"{{Unknown type: %d}}");
             break;
         }
@@ -57,8 +70,13 @@ void exportTree(const RegConfig& config, const ExportFlags& flags, const platfor
     lines.emplace_back();
     std::vector<std::wstring> subKeys;
     config.Store().subKeys(key, subKeys);
-    for (const auto& name : subKeys)
-        exportTree(config, flags, key.child(name), groupPath + L"/" + name, lines);
+    for (const auto& name : subKeys) {
+        const std::wstring path = groupPath + L"/" + name;
+        if (!regfile::carriesKey(path, name, problem) ||
+            !exportTree(config, flags, key.child(name), path, lines, problem))
+            return false;
+    }
+    return true;
 }
 
 // Puts each key of the file that lies below the product key and a version key
@@ -99,6 +117,13 @@ public:
     void binaryValue(const std::wstring& name, const std::string& bytes) override {
         count(m_config.Store().setValue(m_key, name, platform::RegValue::binary(bytes)));
     }
+    // A 64-bit number comes back as the number the export wrote; other typed
+    // values (expandable strings among them) are not imported.
+    void typedValue(const std::wstring& name, uint32_t type, const std::string& bytes) override {
+        int64_t number = 0;
+        if (type == platform::kRegQword && regfile::qwordFromBytes(bytes, number))
+            count(m_config.Store().setValue(m_key, name, platform::RegValue::qword(number)));
+    }
 
     size_t keys = 0, failed = 0;
 
@@ -137,7 +162,12 @@ bool Config::exportGroup(const OdString& groupPath, const OdString& fileName, bo
         path.pop_back();
     std::vector<std::wstring> lines{regfile::kHeader, L""};
     const ExportFlags flags{config->IsExpandingEnvVars(), config->IsExpandingRegValues()};
-    exportTree(*config, flags, config->KeyOf(wxString(L"/") + wxString(path)), path, lines);
+    std::wstring problem;
+    if (!exportTree(*config, flags, config->KeyOf(wxString(L"/") + wxString(path)), path, lines, problem)) {
+        if (report)
+            logError(kSource, fn, L"%ls", problem.c_str());
+        return false;
+    }
 
     const bool existed = ut::FileName::fileExists(fileName);
     switch (regfile::writeLines(fileName, lines)) {
@@ -175,18 +205,20 @@ bool Config::exportProfile(const OdString& profile, const OdString& fileName, bo
 }
 
 bool Config::import(const OdString& fileName, bool report) {
-    static const char fn[] = "ut::Config::import";
     std::vector<std::wstring> lines;
-    if (!regfile::readForImport(fileName, lines, report, kSource, fn, L"File not found: %ls"))
+    if (!regfile::readForImport(fileName, lines, report, kSource, "ut::Config::import", L"File not found: %ls"))
         return false;
+    return config_detail::importLines(lines, fileName, report);
+}
+
+bool config_detail::importLines(const std::vector<std::wstring>& lines, const OdString& fileName, bool report) {
+    static const char fn[] = "ut::Config::import";
     RegConfig* config = config_detail::regConfig();
     if (!config)
         return false;
-    if (s_languageBase.isEmpty())
-        initPaths();
     const wxString oldPath = config->GetPath();
-    const std::wstring prefix = L"[HKEY_CURRENT_USER\\" + productRoot(kCfgPathRegistry).str() + L"\\";
-    ImportSink sink(*config, prefix, s_languageBase.str());
+    const std::wstring prefix = L"[HKEY_CURRENT_USER\\" + Config::productRoot(kCfgPathRegistry).str() + L"\\";
+    ImportSink sink(*config, prefix, Config::languageRoot(kCfgPathConfig).str() + L"/");
     regfile::ParseReport parsed;
     bool committed;
     {
@@ -197,12 +229,10 @@ bool Config::import(const OdString& fileName, bool report) {
         committed = batch.commit();
     }
     config->SetPath(oldPath.empty() ? wxString(L"/") : oldPath);
-    if (report && parsed.skipped > 0)
-        logWarning(kSource, fn, L"%ls: %d value lines skipped, the first at line %d (%ls)", fileName.c_str(),
-                   int(parsed.skipped), int(parsed.firstSkipped), wxString(parsed.firstReason).wc_str());
+    if (report)
+        regfile::logSkipped(parsed, fileName, kSource, fn);
     if (report && sink.keys == 0)
-        logWarning(kSource, fn, L"%ls: no key lies below [%ls...\\Profiles]", fileName.c_str(),
-                   (prefix + L"V").c_str());
+        logWarning(kSource, fn, L"%ls: no key lies below %lsV...\\Profiles]", fileName.c_str(), prefix.c_str());
     return committed && sink.failed == 0;
 }
 

@@ -2,6 +2,7 @@
 // without a window or an installation around them.
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -33,11 +34,24 @@ DRUTILS_API bool loadPos(ECfgGroup group, const OdString& windowName, wxPoint& p
 // Moves rect into area (shrinking it to fit when it is larger).
 DRUTILS_API void fitIntoArea(wxRect& rect, const wxRect& area);
 
+// Whether an integer may be written: the store keeps integers as the registry's
+// 32-bit numbers (REG_DWORD), as Windows does, where long has 32 bits; a 64-bit
+// number is a kind registry files and the product's readers do not carry. The
+// signed range only: a DWORD reads back as long sign-extended, so 4294967295
+// kept as its bit pattern would come back as -1.
+inline bool fitsRegistryNumber(long value) { return value >= INT32_MIN && value <= INT32_MAX; }
+// The log line of a refused integer write, under file and function.
+void logNumberTooWide(const char* file, const char* function, const OdString& name, long value);
+
 // "%g" in the C locale, whatever locale the application runs in.
 std::wstring formatG(double v);
 // Whether s begins with prefix, compared without regard to case (registry-file
 // key lines against this installation's keys).
 bool startsWithNoCase(const std::wstring& s, const std::wstring& prefix);
+
+// Config::import over the lines of a registry file already read; fileName is
+// the name its warnings give.
+bool importLines(const std::vector<std::wstring>& lines, const OdString& fileName, bool report);
 
 } // namespace config_detail
 } // namespace ut

@@ -141,11 +141,10 @@ bool getProfileNameFromFile(const wxString& file, wxString& name, wxString* text
     return true;
 }
 
-bool replaceProfileName(const wxString& src, const wxString& dst, const wxString& newName) {
-    std::vector<std::wstring> lines;
-    std::string cause;
-    if (regfile::readLines(od(src), lines, cause) != regfile::ReadResult::Ok)
-        return false;
+namespace {
+
+// Every key line below the profiles key but the file's last line names newName.
+void renameProfileInLines(std::vector<std::wstring>& lines, const wxString& newName) {
     const std::wstring prefix = profilesKeyPrefix();
     const std::wstring name = newName.ToStdWstring();
     for (size_t i = 0; i + 1 < lines.size(); ++i) {
@@ -156,6 +155,16 @@ bool replaceProfileName(const wxString& src, const wxString& dst, const wxString
         rest = slash == std::wstring::npos ? std::wstring(L"]") : rest.substr(slash);
         lines[i] = prefix + name + rest;
     }
+}
+
+} // namespace
+
+bool replaceProfileName(const wxString& src, const wxString& dst, const wxString& newName) {
+    std::vector<std::wstring> lines;
+    std::string cause;
+    if (regfile::readLines(od(src), lines, cause) != regfile::ReadResult::Ok)
+        return false;
+    renameProfileInLines(lines, newName);
     return regfile::writeLines(od(dst), lines) == regfile::WriteResult::Ok;
 }
 
@@ -168,13 +177,17 @@ bool importProfile(const wxString& file, const wxString* newName, const wxString
         return Config::import(od(file), true);
     if (!usableName(*newName))
         return false;
-    const OdString tempName = platform::createUniqueFile(FileName::getTempDir() + L"drutils-profile-", L".reg");
-    if (tempName.isEmpty())
+    // The renamed copy is made in memory rather than in a temporary file: the
+    // import's messages then name the user's file, and an interrupted import
+    // leaves no copy of it behind.
+    std::vector<std::wstring> lines;
+    if (!regfile::readForImport(od(file), lines, true, config_detail::kSource, "ut::Config::import",
+                                L"File not found: %ls"))
         return false;
-    bool ok = replaceProfileName(file, wx(tempName), *newName) && Config::import(tempName, true);
+    renameProfileInLines(lines, *newName);
+    bool ok = config_detail::importLines(lines, od(file), true);
     if (ok && text)
         ok = setProfileDescription(*newName, *text);
-    platform::removeFile(tempName);
     return ok;
 }
 

@@ -218,6 +218,23 @@ void addBinaryLines(std::vector<std::wstring>& lines, const std::wstring& name, 
     lines.push_back(std::move(line));
 }
 
+void addQwordLines(std::vector<std::wstring>& lines, const std::wstring& name, int64_t value) {
+    std::string bytes;
+    for (int i = 0; i < 8; ++i)
+        bytes += char((uint64_t(value) >> (8 * i)) & 0xFF);
+    addBinaryLines(lines, name, bytes, L"hex(b)");
+}
+
+bool qwordFromBytes(const std::string& bytes, int64_t& value) {
+    if (bytes.size() != 8)
+        return false;
+    uint64_t v = 0;
+    for (int i = 0; i < 8; ++i)
+        v |= uint64_t(static_cast<unsigned char>(bytes[size_t(i)])) << (8 * i);
+    value = int64_t(v);
+    return true;
+}
+
 void addPlainValueLines(std::vector<std::wstring>& lines, const std::wstring& name, const platform::RegValue& value,
                         const wchar_t* unknownFormat) {
     switch (value.type) {
@@ -234,6 +251,70 @@ void addPlainValueLines(std::vector<std::wstring>& lines, const std::wstring& na
         break;
     }
     }
+}
+
+namespace {
+
+// Control characters and lone surrogates as escapes, so that a message shows
+// the name on one line.
+std::wstring printable(const std::wstring& text) {
+    std::wstring out;
+    for (wchar_t c : text) {
+        if (c == L'\n') {
+            out += L"\\n";
+        } else if (c == L'\r') {
+            out += L"\\r";
+        } else if (uint32_t(c) < 0x20 || (c >= 0xD800 && c <= 0xDFFF)) {
+            wchar_t esc[12];
+            std::swprintf(esc, 12, c >= 0xDC80 && c <= 0xDCFF ? L"\\x%02x" : L"\\u%04x",
+                          c >= 0xDC80 && c <= 0xDCFF ? unsigned(c - 0xDC00) : unsigned(c));
+            out += esc;
+        } else {
+            out += c;
+        }
+    }
+    return out;
+}
+
+// A text's line feeds are carried (as line breaks of the file), a carriage
+// return is not: it would end a line of its own.
+const wchar_t* uncarried(const std::wstring& text, const wchar_t* also, bool isText = false) {
+    for (wchar_t c : text) {
+        if ((c == L'\n' && !isText) || c == L'\r')
+            return isText ? L"a carriage return" : L"a line break";
+        if (c == L'\0')
+            return L"a NUL character";
+        if (c >= 0xDC80 && c <= 0xDCFF)
+            return L"a byte that is not UTF-8";
+        if (c >= 0xD800 && c <= 0xDFFF)
+            return L"a lone surrogate";
+        if (also && std::wcschr(also, c))
+            return c == L'/' ? L"a \"/\"" : L"a \"=\"";
+    }
+    return nullptr;
+}
+
+} // namespace
+
+bool carriesKey(const std::wstring& keyPath, const std::wstring& name, std::wstring& problem) {
+    if (const wchar_t* why = uncarried(name, L"/")) {
+        problem = L"the key [" + printable(keyPath) + L"] cannot be written to a registry file: its name holds " + why;
+        return false;
+    }
+    return true;
+}
+
+bool carriesValue(const std::wstring& keyPath, const std::wstring& name, const std::wstring* text,
+                  std::wstring& problem) {
+    const wchar_t* why = uncarried(name, L"=");
+    const bool inName = why != nullptr;
+    if (!why && text)
+        why = uncarried(*text, nullptr, true);
+    if (!why)
+        return true;
+    problem = L"the value \"" + printable(name) + L"\" of [" + printable(keyPath) +
+              L"] cannot be written to a registry file: its " + (inName ? L"name" : L"text") + L" holds " + why;
+    return false;
 }
 
 ParseReport parse(const std::vector<std::wstring>& lines, Sink& sink) {
@@ -328,8 +409,15 @@ ParseReport parse(const std::vector<std::wstring>& lines, Sink& sink) {
         if (state != kInKey)
             continue;
         const size_t eq = line.find(L'=');
-        if (eq == std::wstring::npos)
+        if (eq == std::wstring::npos) {
+            // Blank lines, comments and the header are part of the format;
+            // anything else is a line the user should hear of.
+            const std::wstring t = trim(line);
+            if (!t.empty() && t[0] != L';' && t != kHeader && t != L"REGEDIT4")
+                skip(lineNo, t[0] == L'[' ? "a key line outside the keys this import takes"
+                                          : "a line that is neither a key nor a value");
             continue;
+        }
         name = line.substr(0, eq);
         if (name == L"@")
             name.clear();
@@ -387,6 +475,15 @@ ParseReport parse(const std::vector<std::wstring>& lines, Sink& sink) {
         skip(valueLine, state == kInString ? "a string that is never closed" : "a hex value that breaks off");
     }
     return report;
+}
+
+void logSkipped(const ParseReport& report, const OdString& fileName, const char* source, const char* function) {
+    if (report.skipped > 0)
+        logWarning(source, function,
+                   report.skipped == 1 ? L"%ls: %d line skipped, at line %d (%ls)"
+                                       : L"%ls: %d lines skipped, the first at line %d (%ls)",
+                   fileName.c_str(), int(report.skipped), int(report.firstSkipped),
+                   platform::utf8ToWide(report.firstReason).c_str());
 }
 
 } // namespace ut::regfile

@@ -54,11 +54,27 @@ DRUTILS_API void addDwordLine(std::vector<std::wstring>& lines, const std::wstri
 // in "\" and the next begins with two spaces. typePrefix is "hex" or "hex(2)"...
 DRUTILS_API void addBinaryLines(std::vector<std::wstring>& lines, const std::wstring& name, const std::string& bytes,
                                 const wchar_t* typePrefix = L"hex");
+// A 64-bit number as "name"=hex(b): with its eight bytes, low byte first, as
+// registry editors write it; qwordFromBytes reads those bytes back (false
+// unless there are exactly eight).
+DRUTILS_API void addQwordLines(std::vector<std::wstring>& lines, const std::wstring& name, int64_t value);
+DRUTILS_API bool qwordFromBytes(const std::string& bytes, int64_t& value);
 // The lines of a DWORD or binary value, which every export writes alike; a
 // value of any other type becomes a string line made by unknownFormat, whose
 // one "%d" takes the type.
 DRUTILS_API void addPlainValueLines(std::vector<std::wstring>& lines, const std::wstring& name,
                                     const platform::RegValue& value, const wchar_t* unknownFormat);
+
+// Whether a key, and a value of it, reads back from a registry file as it
+// stands: a key name holds no "/" (exports turn it into "\"), a value name no
+// "=" (the reader ends the name at the first one), and no name or string text
+// a line break, a NUL or a lone surrogate (a file-name byte that is not
+// UTF-8, which would make the whole file read in another encoding). False
+// with problem set to a message that names the key and the value.
+DRUTILS_API bool carriesKey(const std::wstring& keyPath, const std::wstring& name, std::wstring& problem);
+// text: the text of a value written as a string line, else null.
+DRUTILS_API bool carriesValue(const std::wstring& keyPath, const std::wstring& name, const std::wstring* text,
+                              std::wstring& problem);
 
 // What the reader found; called in file order.
 class Sink {
@@ -79,7 +95,7 @@ public:
 };
 
 struct ParseReport {
-    size_t skipped = 0;      // value lines skipped as malformed or too large
+    size_t skipped = 0;      // lines skipped: malformed or too large values, lines of no known kind
     size_t firstSkipped = 0; // 1-based line number of the first
     std::string firstReason;
     bool unterminated = false; // the file ended inside a string or a wrapped hex value
@@ -89,5 +105,9 @@ struct ParseReport {
 // a string that spans lines. A value is handed to the sink as soon as it is
 // complete, so a file that breaks off keeps what came before the break.
 DRUTILS_API ParseReport parse(const std::vector<std::wstring>& lines, Sink& sink);
+// A warning for the lines an import skipped (none when it skipped none), with
+// the first one's number and reason.
+DRUTILS_API void logSkipped(const ParseReport& report, const OdString& fileName, const char* source,
+                            const char* function);
 
 } // namespace ut::regfile

@@ -4,6 +4,7 @@
 
 #include "platform/codepage.h"
 #include "platform/regstore.h"
+#include "config/ut_config_internal.h"
 #include "ut_log.h"
 #include "config/ut_regconfig.h"
 #include "config/ut_regfile.h"
@@ -37,12 +38,17 @@ std::wstring fromUtf16Bytes(const std::string& bytes) {
     return text;
 }
 
-void exportKeyTree(const RegKey& key, std::vector<std::wstring>& lines) {
-    lines.push_back(L"[" + key.GetName(true).ToStdWstring() + L"]");
+// False, with problem set, at the first key or value that would not read back
+// as it is.
+bool exportKeyTree(const RegKey& key, std::vector<std::wstring>& lines, std::wstring& problem) {
+    const std::wstring keyPath = key.GetName(true).ToStdWstring();
+    lines.push_back(L"[" + keyPath + L"]");
     std::vector<platform::RegValueEntry> values;
     key.GetValues(values);
     for (const auto& e : values) {
         const platform::RegValue& v = e.value;
+        if (!regfile::carriesValue(keyPath, e.name, v.type == platform::kRegSz ? &v.text : nullptr, problem))
+            return false;
         switch (v.type) {
         case platform::kRegSz:
             regfile::addStringLine(lines, e.name, v.text);
@@ -50,13 +56,9 @@ void exportKeyTree(const RegKey& key, std::vector<std::wstring>& lines) {
         case platform::kRegExpandSz:
             regfile::addBinaryLines(lines, e.name, utf16Bytes(v.text), L"hex(2)");
             break;
-        case platform::kRegQword: {
-            std::string bytes;
-            for (int i = 0; i < 8; ++i)
-                bytes += char((uint64_t(v.number) >> (8 * i)) & 0xFF);
-            regfile::addBinaryLines(lines, e.name, bytes, L"hex(b)");
+        case platform::kRegQword:
+            regfile::addQwordLines(lines, e.name, v.number);
             break;
-        }
         default:
             regfile::addPlainValueLines(lines, e.name, v, L"[[Unknown type: %d]]");
             break;
@@ -65,8 +67,13 @@ void exportKeyTree(const RegKey& key, std::vector<std::wstring>& lines) {
     lines.emplace_back();
     std::vector<wxString> subKeys;
     key.GetSubKeys(subKeys);
-    for (const auto& name : subKeys)
-        exportKeyTree(key.SubKey(name), lines);
+    for (const auto& name : subKeys) {
+        const std::wstring n = name.ToStdWstring();
+        if (!regfile::carriesKey(keyPath + L"\\" + n, n, problem) ||
+            !exportKeyTree(key.SubKey(name), lines, problem))
+            return false;
+    }
+    return true;
 }
 
 // Every key line "[ROOT\path]" opens (creating) that key; values follow it.
@@ -113,11 +120,8 @@ public:
     void typedValue(const std::wstring& name, uint32_t type, const std::string& bytes) override {
         if (type == platform::kRegExpandSz) {
             m_key.SetRawValue(wxString(name), platform::RegValue::string(fromUtf16Bytes(bytes), platform::kRegExpandSz));
-        } else if (type == platform::kRegQword && bytes.size() == 8) {
-            uint64_t v = 0;
-            for (int i = 0; i < 8; ++i)
-                v |= uint64_t(static_cast<unsigned char>(bytes[size_t(i)])) << (8 * i);
-            m_key.SetRawValue(wxString(name), platform::RegValue::qword(int64_t(v)));
+        } else if (int64_t v = 0; type == platform::kRegQword && regfile::qwordFromBytes(bytes, v)) {
+            m_key.SetRawValue(wxString(name), platform::RegValue::qword(v));
         }
     }
 
@@ -234,7 +238,15 @@ bool Registry::read(const OdString& name, wxMemoryBuffer& value) const {
     return m_key && m_key->QueryValue(wx(name), value);
 }
 
-bool Registry::write(const OdString& name, long value) { return m_key && m_key->SetValue(wx(name), value); }
+bool Registry::write(const OdString& name, long value) {
+    if (!m_key)
+        return false;
+    if (!config_detail::fitsRegistryNumber(value)) {
+        config_detail::logNumberTooWide(kSource, "ut::Registry::write", name, value);
+        return false;
+    }
+    return m_key->SetValue(wx(name), value);
+}
 
 bool Registry::write(const OdString& name, const OdString& value) {
     return m_key && m_key->SetValue(wx(name), wx(value));
@@ -289,7 +301,12 @@ bool Registry::exportKey(ERootKey root, const OdString& path, const OdString& fi
         return false;
     }
     std::vector<std::wstring> lines{regfile::kHeader, L""};
-    exportKeyTree(key, lines);
+    std::wstring problem;
+    if (!exportKeyTree(key, lines, problem)) {
+        if (report)
+            logError(kSource, fn, L"%ls", problem.c_str());
+        return false;
+    }
     if (regfile::writeLines(fileName, lines) != regfile::WriteResult::Ok) {
         if (report)
             logError(kSource, fn, L"Failed to write to file %ls", fileName.c_str());
@@ -306,11 +323,14 @@ bool Registry::importKey(const OdString& fileName, bool report) {
     auto store = platform::RegStore::forCurrentUser();
     KeySink sink(store);
     bool committed;
+    regfile::ParseReport parsed;
     {
         platform::RegStore::Batch batch(*store);
-        regfile::parse(lines, sink);
+        parsed = regfile::parse(lines, sink);
         committed = batch.commit();
     }
+    if (report)
+        regfile::logSkipped(parsed, fileName, kSource, fn);
     if (sink.failed > 0) {
         if (report)
             logError(kSource, fn, L"Failed to create %d registry keys", sink.failed);

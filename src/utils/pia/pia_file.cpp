@@ -5,12 +5,15 @@
 // never outlives the writer.
 #include <algorithm>
 #include <cerrno>
+#include <cmath>
 #include <cstring>
+#include <cwctype>
 #include <string>
 #include <string_view>
 
 #include "pia/pia_text.h"
 #include "pia/zlib_engine_impl.h"
+#include "platform/cnumbers.h"
 #include "platform/codepage.h"
 #include "platform/files.h"
 #include "ut_filename.h"
@@ -380,6 +383,25 @@ const wchar_t* unreadable(const CPItem& item) {
     return nullptr;
 }
 
+// Why a number made from a value does not read back as it (CPNum::readsBack).
+std::wstring inexactNumber(const OdString& text) {
+    float f = 0;
+    if (!ut::platform::scanFloat(text.c_str(), f))
+        return L"is not a number the file can hold";
+    if (!std::isfinite(f)) {
+        // Digits that overflow, rather than the "inf" or "nan" of a value that was never finite.
+        const std::wstring& t = text.str();
+        const size_t first = t.find_first_not_of(L'-');
+        if (first == std::wstring::npos || !std::iswdigit(t[first]))
+            return L"is not a finite number, which the file cannot hold";
+        return L"is too large for the file, whose numbers are single precision (at most about 3.4e38): it "
+               L"would read back as infinite";
+    }
+    OdString r;
+    r.format(L"would read back as %g, which is further from the value than the file's rounding", double(f));
+    return r.str();
+}
+
 struct StoreCheck {
     int codePage;
     std::vector<std::wstring_view> path; // blocks entered, for messages
@@ -433,10 +455,14 @@ struct StoreCheck {
             if (const wchar_t* r = unreadable(*item))
                 return fail(*item, r);
             switch (item->kind()) {
-            case kPNum:
-                if (!line(*item, depth, {view(item->name()), L"=", view(static_cast<const CPNum*>(item)->value())}))
+            case kPNum: {
+                const CPNum& num = *static_cast<const CPNum*>(item);
+                if (!num.readsBack())
+                    return fail(*item, inexactNumber(num.value()));
+                if (!line(*item, depth, {view(item->name()), L"=", view(num.value())}))
                     return false;
                 break;
+            }
             case kPStr:
                 if (!line(*item, depth, {view(item->name()), L"=\"", view(static_cast<const CPStr*>(item)->value())}))
                     return false;

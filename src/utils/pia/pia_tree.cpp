@@ -1,5 +1,6 @@
 // The parameter block tree: items, blocks and the typed readers.
 #include <charconv>
+#include <cmath>
 #include <cwchar>
 #include <memory>
 #include <string>
@@ -81,10 +82,27 @@ OdString formatFixed(double value, int precision) {
     return asciiToWide(buf.data(), buf.size());
 }
 
+// Whether the readers take text, written for value with precision decimals, back
+// as value: they round it once to single precision. What they give back may be
+// off by the rounding to the decimals written plus that to single precision, and
+// no more.
+bool readsBackAs(const OdString& text, double value, int precision) {
+    float f = 0;
+    if (!std::isfinite(value) || !ut::platform::scanFloat(text.c_str(), f) || !std::isfinite(f))
+        return false;
+    const double decimals = 0.5 * std::pow(10.0, -double(precision < 0 ? 6 : precision));
+    // Half a unit in the last place of a float, subnormal ones included.
+    const double single = (std::fabs(value) + 2 * decimals) * std::ldexp(1.0, -24) + std::ldexp(1.0, -150);
+    return std::fabs(double(f) - value) <= (decimals + single) * (1 + std::ldexp(1.0, -40));
+}
+
 } // namespace
 
 CPNum::CPNum(const wchar_t* name, double value, int precision)
-    : CPItem(kPNum, name, formatFixed(value, precision)), m_value(valueText()) {}
+    : CPItem(kPNum, name, formatFixed(value, precision)), m_value(valueText()) {
+    if (!readsBackAs(*m_value, value, precision))
+        markInexact();
+}
 
 namespace {
 

@@ -2,7 +2,6 @@
 
 #include <cerrno>
 #include <charconv>
-#include <climits>
 #include <cwchar>
 #include <locale.h>
 #include <string>
@@ -54,16 +53,16 @@ bool scanInt(const wchar_t* text, int& out) {
         return false;
     if (plainInt(text, static_cast<const wchar_t*>(nullptr), out))
         return true;
+    // glibc's "%d" converts with strtol (saturating at the bounds of long) and
+    // stores the low 32 bits of that: 3271557125 reads as 0xC3000005, a number
+    // beyond long as -1 (or 0 below it). Writers that print a colour unsigned
+    // rely on it.
     wchar_t* end = nullptr;
     errno = 0;
-    long v = std::wcstol(text, &end, 10);
+    const long v = std::wcstol(text, &end, 10);
     if (end == text)
         return false;
-    if (v > INT_MAX)
-        v = INT_MAX;
-    else if (v < INT_MIN)
-        v = INT_MIN;
-    out = static_cast<int>(v);
+    out = static_cast<int>(static_cast<unsigned int>(static_cast<unsigned long>(v)));
     return true;
 }
 

@@ -10,7 +10,8 @@
 namespace ut::platform {
 
 // Leading white space, an optional sign and at least one decimal digit; anything
-// after the digits is ignored. Values beyond int saturate. False, out untouched,
+// after the digits is ignored. Values beyond int keep their low 32 bits, as
+// glibc's "%d" stores them (beyond long: -1, below it: 0). False, out untouched,
 // when there is no digit.
 DRUTILS_API bool scanInt(const wchar_t* text, int& out);
 // The same over single-byte text (a NUL in it ends it as in the wide form).

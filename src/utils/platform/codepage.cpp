@@ -7,6 +7,7 @@
 #include <iconv.h>
 #include <locale.h>
 #include <string>
+#include <wchar.h>
 
 namespace ut::platform {
 
@@ -337,6 +338,18 @@ std::vector<std::wstring> splitLines(std::wstring_view text) {
     if (start < text.size())
         lines.emplace_back(text.substr(start));
     return lines;
+}
+
+size_t displayWidth(std::wstring_view text) {
+    // wcwidth answers for the thread's character-type locale, which in the C
+    // locale knows no character beyond ASCII.
+    ScopedCodePageLocale utf8(kCodePageUtf8);
+    size_t width = 0;
+    for (wchar_t c : text) {
+        const int w = utf8.active() ? ::wcwidth(c) : 1;
+        width += w < 0 ? 1 : size_t(w);
+    }
+    return width;
 }
 
 ScopedCodePageLocale::ScopedCodePageLocale(int codePage) {

@@ -61,6 +61,13 @@ DRUTILS_API std::wstring decodeTextFile(std::string_view bytes, bool keepLoneSur
 // further line; empty lines in between are kept.
 DRUTILS_API std::vector<std::wstring> splitLines(std::wstring_view text);
 
+// Columns a terminal gives the text: 2 for an East Asian wide or full-width
+// character, 0 for a combining mark or other zero-width character, 1 for any
+// other (a control character, and a stand-in for a byte of a name, included).
+// Taken from the system's UTF-8 character data whatever the process's locale;
+// without it, every character counts 1.
+DRUTILS_API size_t displayWidth(std::wstring_view text);
+
 // Makes the character-type locale of the calling thread the one of a code page
 // for the lifetime of the object (uselocale, so other threads are not disturbed).
 // When no installed locale matches, the thread keeps its locale.

@@ -1,4 +1,5 @@
 #include "platform/files.h"
+#include "platform/tempfiles.h"
 
 #include <cerrno>
 #include <climits>
@@ -339,7 +340,11 @@ int64_t fileSize(FILE* file) {
 bool removeFile(const OdString& path) {
     if (path.isEmpty())
         return true;
-    return ::unlink(nativePath(path).c_str()) == 0 || errno == ENOENT;
+    const std::string native = nativePath(path);
+    const bool removed = ::unlink(native.c_str()) == 0 || errno == ENOENT;
+    if (removed)
+        unregisterTemporary(native);
+    return removed;
 }
 
 bool fileExists(const OdString& path) { return entryKind(path) == EntryKind::Regular; }
@@ -510,6 +515,7 @@ OdString createUniqueFile(const OdString& prefix, const OdString& suffix) {
     if (fd < 0)
         return OdString();
     ::close(fd);
+    registerTemporary(templ);
     return fromNativePath(templ);
 }
 
@@ -573,6 +579,18 @@ bool renameNoReplace(const std::string& from, const std::string& to) {
     return true;
 }
 
+// Checked again just before the rename: what sits at the name may have changed
+// while the file was written. False with errno set when it is no regular file.
+bool replaceable(const std::string& path) {
+    struct stat st;
+    if (::stat(path.c_str(), &st) != 0)
+        return true; // gone or never there: the rename makes it
+    if (S_ISREG(st.st_mode))
+        return true;
+    errno = S_ISDIR(st.st_mode) ? EISDIR : ENODEV;
+    return false;
+}
+
 } // namespace
 
 AtomicFileWriter::AtomicFileWriter(const OdString& destination, bool replaceExisting)
@@ -584,12 +602,18 @@ AtomicFileWriter::AtomicFileWriter(const OdString& destination, bool replaceExis
             m_destination = resolved;
     }
     const bool existing = ::stat(m_destination.c_str(), &st) == 0;
-    if (existing && !m_replace) {
-        m_status = FileStatus::Exists;
-        return;
-    }
     if (existing && S_ISDIR(st.st_mode)) {
         m_status = FileStatus::Directory;
+        return;
+    }
+    // A pipe, device or socket is not content this writer could replace: a rename
+    // over /dev/sda or a FIFO a reader waits on would swap it for a plain file.
+    if (existing && !S_ISREG(st.st_mode)) {
+        m_status = FileStatus::NotRegularFile;
+        return;
+    }
+    if (existing && !m_replace) {
+        m_status = FileStatus::Exists;
         return;
     }
     // A rename would replace a file its owner made read-only as readily as any
@@ -599,6 +623,10 @@ AtomicFileWriter::AtomicFileWriter(const OdString& destination, bool replaceExis
         return;
     }
     m_finalMode = existing ? unsigned(st.st_mode & 07777) : unsigned(0666 & ~currentUmask());
+    if (existing) {
+        m_owner = (long long)st.st_uid;
+        m_group = (long long)st.st_gid;
+    }
     // Made as createUniqueFile makes its files: exclusively (never through a link
     // planted at the name) and owner only while it is written, since what goes in
     // may be private (deciphered text) and is incomplete until commit.
@@ -616,9 +644,33 @@ AtomicFileWriter::AtomicFileWriter(const OdString& destination, bool replaceExis
         return;
     }
     m_temporary = temporary;
+    registerTemporary(m_temporary);
 }
 
 AtomicFileWriter::~AtomicFileWriter() { discard(); }
+
+unsigned AtomicFileWriter::keepOwner(int fd) const {
+    if (m_owner < 0)
+        return m_finalMode;
+    struct stat st;
+    if (::fstat(fd, &st) != 0)
+        return m_finalMode & 0777;
+    const uid_t owner = uid_t(m_owner);
+    const gid_t group = gid_t(m_group);
+    // Before the mode: a change of owner clears the set-ID bits.
+    if ((st.st_uid != owner || st.st_gid != group) && ::fchown(fd, owner, group) != 0 && st.st_gid != group)
+        (void)::fchown(fd, uid_t(-1), group); // a member of the group may keep at least that
+    if (::fstat(fd, &st) != 0)
+        return m_finalMode & 0777;
+    // A set-ID bit grants the rights of whom the file belongs to: never carried
+    // over to a file that now belongs to someone else.
+    unsigned mode = m_finalMode;
+    if (st.st_uid != owner)
+        mode &= ~unsigned(S_ISUID);
+    if (st.st_gid != group)
+        mode &= ~unsigned(S_ISGID);
+    return mode;
+}
 
 void AtomicFileWriter::discard() {
     if (m_file) {
@@ -627,6 +679,7 @@ void AtomicFileWriter::discard() {
     }
     if (!m_temporary.empty()) {
         ::unlink(m_temporary.c_str());
+        unregisterTemporary(m_temporary);
         m_temporary.clear();
     }
 }
@@ -638,7 +691,7 @@ bool AtomicFileWriter::commit() {
         return false;
     }
     errno = 0;
-    bool ok = std::fflush(m_file) == 0 && ::fchmod(fileno(m_file), mode_t(m_finalMode)) == 0 &&
+    bool ok = std::fflush(m_file) == 0 && ::fchmod(fileno(m_file), mode_t(keepOwner(fileno(m_file)))) == 0 &&
               ::fsync(fileno(m_file)) == 0;
     int error = errno;
     if (std::fclose(m_file) != 0 && ok) {
@@ -646,6 +699,10 @@ bool AtomicFileWriter::commit() {
         error = errno;
     }
     m_file = nullptr;
+    if (ok && m_replace && !replaceable(m_destination)) {
+        ok = false;
+        error = errno;
+    }
     if (ok) {
         ok = m_replace ? ::rename(m_temporary.c_str(), m_destination.c_str()) == 0
                        : renameNoReplace(m_temporary, m_destination);
@@ -658,6 +715,7 @@ bool AtomicFileWriter::commit() {
         discard();
         return false;
     }
+    unregisterTemporary(m_temporary);
     m_temporary.clear();
     syncDirectory(directoryOf(m_destination));
     return true;

@@ -129,12 +129,18 @@ DRUTILS_API OdString createUniqueFile(const OdString& prefix, const OdString& su
 // file systems), which is flushed to disk and renamed over destination by commit().
 // Until then, and whenever commit() fails or is never called, destination keeps its
 // old content and the new file is removed. The new file is readable by its owner
-// only until commit() gives it the destination's permissions (those of the file it
-// replaces, else the usual ones for a new file). A symbolic link at destination is
-// followed: the file it points to is replaced, the link stays. A file the caller
-// may not write (read-only) is not replaced (AccessDenied). With replaceExisting
-// false, commit() fails (status Exists) when destination exists by then, however
-// late it appeared: nothing is ever replaced.
+// only until commit() gives it the destination's owner, group and permissions
+// (those of the file it replaces, else the usual ones for a new file). A process
+// that may not give a file away (neither root nor the owner) makes the
+// replacement its own, in the old group where it is a member, with the old
+// permission bits but no set-ID bit that would then name someone else. A symbolic
+// link at destination is followed: the file it points to is replaced, the link
+// stays. Only a regular file is ever replaced: a directory (Directory) or a pipe,
+// device or socket (NotRegularFile) at destination is refused, also one that
+// appears there while the new file is written. A file the caller may not write
+// (read-only) is not replaced (AccessDenied). With replaceExisting false, commit()
+// fails (status Exists) when destination exists by then, however late it
+// appeared: nothing is ever replaced.
 class DRUTILS_API AtomicFileWriter {
 public:
     explicit AtomicFileWriter(const OdString& destination, bool replaceExisting = true);
@@ -151,10 +157,15 @@ public:
 
 private:
     void discard();
+    // Gives the new file the replaced one's owner and group where it may; the
+    // mode to set afterwards.
+    unsigned keepOwner(int fd) const;
     std::string m_destination;
     std::string m_temporary;
     FILE* m_file = nullptr;
     unsigned m_finalMode = 0;
+    // The owner and group of the file replaced; -1 for a new file.
+    long long m_owner = -1, m_group = -1;
     bool m_replace = true;
     FileStatus m_status = FileStatus::Ok;
 };

@@ -192,12 +192,32 @@ public:
         Batch& operator=(const Batch&) = delete;
         // Ends the batch early; false when its transaction could not be committed.
         bool commit();
+        // Takes the write lock now instead of at the first change, so that what
+        // the batch reads before it writes cannot be changed by another process
+        // until it ends (a check and the write it decides).
+        RegStatus begin();
         // Makes the outermost batch undo every change it holds when it ends.
         void abandon();
 
     private:
         RegStore* m_store;
         bool m_open = true;
+    };
+
+    // Reads on the calling thread see one state of the file until it ends, so
+    // that several reads that belong together (a name and whether its key
+    // exists) cannot straddle another process's change. No writes inside it.
+    // Does nothing inside a Batch, which already sees one state.
+    class DRUTILS_API ReadSnapshot {
+    public:
+        explicit ReadSnapshot(RegStore& store);
+        ~ReadSnapshot();
+        ReadSnapshot(const ReadSnapshot&) = delete;
+        ReadSnapshot& operator=(const ReadSnapshot&) = delete;
+
+    private:
+        RegStore* m_store;
+        bool m_began = false;
     };
 
     struct Impl;

@@ -2,7 +2,9 @@
 
 #include <atomic>
 #include <cerrno>
+#include <climits>
 #include <chrono>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
@@ -166,6 +168,36 @@ RegStatus statusOf(int rc) {
 }
 
 std::string systemCause(int error) { return error ? std::string(": ") + std::strerror(error) : std::string(); }
+
+// The path of the file a store path names, links and "." or ".." resolved; for
+// a file not made yet, its folder's real path and its name.
+std::string realFilePath(const std::string& given) {
+    if (char* r = ::realpath(given.c_str(), nullptr)) {
+        std::string out(r);
+        std::free(r);
+        return out;
+    }
+    // A link to a file not made yet: where the link leads.
+    std::string path = given;
+    struct stat st;
+    for (int hops = 0; hops < 40 && ::lstat(path.c_str(), &st) == 0 && S_ISLNK(st.st_mode); ++hops) {
+        std::string target(size_t(PATH_MAX), '\0');
+        const ssize_t n = ::readlink(path.c_str(), target.data(), target.size());
+        if (n <= 0)
+            break;
+        target.resize(size_t(n));
+        const size_t cut = path.rfind('/');
+        path = target[0] == '/' || cut == std::string::npos ? target : path.substr(0, cut + 1) + target;
+    }
+    const size_t slash = path.rfind('/');
+    const std::string dir = slash == std::string::npos ? std::string(".") : slash == 0 ? std::string("/") : path.substr(0, slash);
+    if (char* r = ::realpath(dir.c_str(), nullptr)) {
+        std::string out(r);
+        std::free(r);
+        return (out == "/" ? out : out + "/") + path.substr(slash == std::string::npos ? 0 : slash + 1);
+    }
+    return path;
+}
 
 const char* const kSchema[] = {
     "CREATE TABLE keys(id INTEGER PRIMARY KEY AUTOINCREMENT, parent INTEGER NOT NULL,"
@@ -420,6 +452,8 @@ struct RegStore::Impl {
     sqlite3_stmt* stmts[kStmtCount] = {};
     bool readOnly = false;
     bool closePending = false;
+    // Opened for reading only because the disk was full.
+    bool diskFull = false;
     std::wstring foldBuffer;
 
     // Cache of keys by RegKeyPath::m_cacheKey. epoch changes whenever it is emptied.
@@ -486,8 +520,11 @@ struct RegStore::Impl {
     }
 
     void mapChangeCounter() {
-        const std::string name = path + "-changes";
-        int fd = ::open(name.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0644);
+        // Named after the file itself, not the spelling it was opened by: a
+        // process that came through a symbolic link or "dir/../" must bump and
+        // watch the same counter as the others.
+        const std::string name = realFilePath(path) + "-changes";
+        int fd = ::open(name.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600);
         int prot = PROT_READ | PROT_WRITE;
         if (fd < 0) {
             fd = ::open(name.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW);
@@ -547,17 +584,30 @@ struct RegStore::Impl {
         // A file that nobody may write is read-only, as a file with the Windows
         // read-only attribute is, whoever opens it.
         struct stat st;
-        readOnly = ::stat(path.c_str(), &st) == 0 && (st.st_mode & 0222) == 0;
+        const bool exists = ::stat(path.c_str(), &st) == 0;
+        readOnly = exists && (st.st_mode & 0222) == 0;
+        // Settings are the user's alone. SQLite gives the write-ahead log and
+        // the shared memory file the mode of the database, so a database made
+        // private here keeps its companions private too, whatever the umask.
+        if (!exists && errno == ENOENT) {
+            const int fd = ::open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, 0600);
+            if (fd >= 0)
+                ::close(fd);
+        }
         const int flags = (readOnly ? SQLITE_OPEN_READONLY : SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE) |
                           SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_EXRESCODE;
+        diskFull = false;
         int rc = sqlite3_open_v2(path.c_str(), &db, flags, nullptr);
         if (rc != SQLITE_OK)
             return failSql(fn, rc, false);
         sqlite3_busy_timeout(db, kBusyTimeoutMs);
         // Prepared first: the first read of the file shows whether it is a database.
         if ((rc = exec("PRAGMA journal_mode = WAL")) != SQLITE_OK ||
-            (rc = exec("PRAGMA synchronous = NORMAL")) != SQLITE_OK)
-            return failSql(fn, rc, false);
+            (rc = exec("PRAGMA synchronous = NORMAL")) != SQLITE_OK) {
+            if (!noSpace(rc) || !openForReadingOnly())
+                return failSql(fn, rc, false);
+            rc = SQLITE_OK;
+        }
         int version = 0;
         if ((rc = userVersion(version)) != SQLITE_OK)
             return failSql(fn, rc, false);
@@ -593,6 +643,39 @@ struct RegStore::Impl {
             mapChangeCounter();
         lastLogged.clear();
         return RegStatus::Ok;
+    }
+
+    bool noSpace(int rc) const {
+        return (rc & 0xFF) == SQLITE_FULL || (db && sqlite3_system_errno(db) == ENOSPC);
+    }
+
+    // With the disk full, the write-ahead log's shared memory cannot be made,
+    // and without it SQLite reads nothing. When no other connection holds
+    // changes in the log (then the shared memory would be there already), the
+    // database file alone is the whole state: it is read as it stands, and
+    // writes fail as on a full disk until the store is opened again.
+    bool openForReadingOnly() {
+        struct stat st;
+        if (::stat((path + "-wal").c_str(), &st) == 0 && st.st_size > 0)
+            return false;
+        std::string uri = "file:";
+        for (char c : realFilePath(path)) {
+            if (c == '%' || c == '?' || c == '#') {
+                char hex[4];
+                std::snprintf(hex, sizeof hex, "%%%02X", static_cast<unsigned char>(c));
+                uri += hex;
+            } else {
+                uri += c;
+            }
+        }
+        uri += "?immutable=1";
+        sqlite3_close_v2(db);
+        db = nullptr;
+        if (sqlite3_open_v2(uri.c_str(), &db, SQLITE_OPEN_READONLY | SQLITE_OPEN_URI | SQLITE_OPEN_NOMUTEX, nullptr) !=
+            SQLITE_OK)
+            return false;
+        diskFull = true;
+        return true;
     }
 
     int userVersion(int& version) {
@@ -754,6 +837,11 @@ struct RegStore::Impl {
         RegStatus s = open();
         if (s != RegStatus::Ok)
             return s;
+        if (diskFull) {
+            // Opened again at the next call, in case space came back.
+            closePending = true;
+            return fail(function, RegStatus::Full, "no space left for the write-ahead log", true);
+        }
         if (readOnly)
             return fail(function, RegStatus::ReadOnly, "the file is read-only", true);
         const bool own = batchDepth == 0;
@@ -958,7 +1046,8 @@ std::string RegStore::currentUserPath() {
 
 std::shared_ptr<RegStore> RegStore::get(const std::string& path) {
     std::lock_guard<std::mutex> lock(g_storesMutex);
-    auto& slot = stores()[path];
+    // One object per file, whichever way its path is spelt.
+    auto& slot = stores()[realFilePath(path)];
     if (auto s = slot.lock())
         return s;
     std::shared_ptr<RegStore> s(new RegStore(path));
@@ -1297,6 +1386,37 @@ RegStore::Batch::Batch(RegStore& store) : m_store(&store) {
 }
 
 RegStore::Batch::~Batch() { commit(); }
+
+RegStore::ReadSnapshot::ReadSnapshot(RegStore& store) : m_store(&store) {
+    store.m_mutex.lock();
+    Impl& impl = *store.m_impl;
+    if (impl.open() != RegStatus::Ok || impl.inTransaction() || impl.exec("BEGIN") != SQLITE_OK)
+        return;
+    m_began = true;
+    // The first read of the file fixes the state the transaction sees; only then
+    // does the data version tell whether the cache still matches it.
+    int64_t v = 0;
+    if (impl.exec("SELECT 1 FROM sqlite_master LIMIT 1") != SQLITE_OK || impl.readDataVersion(v) != SQLITE_OK) {
+        impl.resetCache();
+        return;
+    }
+    if (v != impl.dataVersion) {
+        impl.resetCache();
+        impl.dataVersion = v;
+    }
+}
+
+RegStore::ReadSnapshot::~ReadSnapshot() {
+    if (m_began)
+        m_store->m_impl->exec("COMMIT");
+    m_store->m_mutex.unlock();
+}
+
+RegStatus RegStore::Batch::begin() {
+    // A write with no change takes the write lock and reads the database's
+    // current state into the cache, as the first change of the batch would.
+    return m_store->m_impl->write("ut::platform::RegStore::Batch::begin", [](int&) { return RegStatus::Ok; });
+}
 
 void RegStore::Batch::abandon() {
     if (m_open)

@@ -232,7 +232,13 @@ bool BlockWriter::integer(const wchar_t* key, int value) { return addKnown(new C
 bool BlockWriter::real(const wchar_t* key, double value) {
     if (!std::isfinite(value))
         return fail(key, L"cannot be stored: it is not a finite number");
-    return addKnown(new CPNum(key, value, -1));
+    auto* item = new CPNum(key, value, -1);
+    if (!item->readsBack()) {
+        delete item;
+        return fail(key, L"cannot be stored: too large for the file, whose numbers are single precision (at most "
+                         L"about 3.4e38)");
+    }
+    return addKnown(item);
 }
 
 bool BlockWriter::boolean(const wchar_t* key, bool value) { return addKnown(new CPBool(key, value)); }

@@ -234,8 +234,10 @@ short numberOfToolkitPaper(wxPaperSize paper) {
 
 namespace {
 
+// An empty name is one: a page-setup dialog appends a paper first and names it
+// afterwards, and an empty global_name writes and reads back as any other.
 bool storableName(const wxString& name) {
-    if (name.empty() || name.length() > size_t(plotcfg::kMaxTextLength))
+    if (name.length() > size_t(plotcfg::kMaxTextLength))
         return false;
     return name.find_first_of(L"{\r\n") == wxString::npos;
 }

@@ -134,7 +134,9 @@ CPlotCfg3* CPlotCfg3::read(const wchar_t* path, bool& printerFound) {
     printerFound = false;
     delete cfg;
     const OdString printer = lookup->defaultSystemPrinter();
-    CPlotCfg3* made = lookup->createForPrinter(printer.c_str());
+    // No default (none chosen, or no printing system to ask): nothing to make, and
+    // the reason the look-up left (ut::lastPrinterError) stays for the caller.
+    CPlotCfg3* made = printer.isEmpty() ? nullptr : lookup->createForPrinter(printer.c_str());
     if (!made) {
         const wxString format = wxGetTranslation(L"Failed to create plot configuration for default printer %ls.");
         ut::logError(kSource, "CPlotCfg3::read", format.wc_str(), printer.c_str());
