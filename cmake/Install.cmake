@@ -1,18 +1,30 @@
 include(CMakePackageConfigHelpers)
 
+# Two export sets: drutilsTargets (the base library) is read by every
+# find_package(drutils); drutilsPrintTargets only when the print or toolkit
+# component is asked for, after their wxWidgets was found.
 install(TARGETS drutils EXPORT drutilsTargets
     LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
     ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
     RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}
     INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/drutils)
+install(TARGETS drutils_print EXPORT drutilsPrintTargets
+    LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
+    ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
+    RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}
+    INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/drutils)
 install(TARGETS drutils-tool RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+# The tool's printing commands, loaded by the tool from here.
+install(TARGETS drutils-printing LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}/drutils)
 install(DIRECTORY include/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/drutils
     FILES_MATCHING PATTERN "*.h")
 install(EXPORT drutilsTargets NAMESPACE drutils::
     DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/drutils)
+install(EXPORT drutilsPrintTargets NAMESPACE drutils::
+    DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/drutils)
 
-# The toolkit component asks for the wxWidgets this build used (space-separated
-# for the config file's find_dependency call).
+# The print and toolkit components ask for the wxWidgets this build used
+# (space-separated for the config file's find_dependency call).
 string(REPLACE ";" " " DRUTILS_WX_COMPONENTS_TEXT "${DRUTILS_WX_COMPONENTS}")
 configure_package_config_file(cmake/drutilsConfig.cmake.in
     ${CMAKE_CURRENT_BINARY_DIR}/drutilsConfig.cmake
@@ -32,9 +44,10 @@ install(FILES ${DRUTILS_MAN_PAGE} DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
 install(FILES ${DRUTILS_COMPLETION} DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions
     RENAME drutils)
 
-# pkg-config: drutils.pc for the headers that need no toolkit, drutils-toolkit.pc
-# adding wxWidgets' flags (Debian's wxWidgets has no .pc file, so they are the ones
-# this build found). The prefix written into them is the one given when installing
+# pkg-config: drutils.pc for the base library (its headers need no toolkit),
+# drutils-print.pc for the printing library with wxWidgets' flags (Debian's
+# wxWidgets has no .pc file, so they are the ones this build found), and
+# drutils-toolkit.pc for both, as before the libraries were split. The prefix written into them is the one given when installing
 # (cmake --install --prefix DIR), so they are filled in twice: here with everything
 # known now, at install time with the prefix.
 set(DRUTILS_PC_PREFIX "@DRUTILS_PC_PREFIX@")
@@ -67,6 +80,7 @@ string(STRIP "${DRUTILS_PC_WX_CFLAGS}" DRUTILS_PC_WX_CFLAGS)
 string(STRIP "${DRUTILS_PC_WX_LIBS}" DRUTILS_PC_WX_LIBS)
 set(pc_dir ${CMAKE_CURRENT_BINARY_DIR}/pkgconfig)
 configure_file(cmake/drutils.pc.in ${pc_dir}/drutils.pc.in @ONLY)
+configure_file(cmake/drutils-print.pc.in ${pc_dir}/drutils-print.pc.in @ONLY)
 configure_file(cmake/drutils-toolkit.pc.in ${pc_dir}/drutils-toolkit.pc.in @ONLY)
 if(IS_ABSOLUTE "${CMAKE_INSTALL_LIBDIR}")
     set(pc_destination "${CMAKE_INSTALL_LIBDIR}/pkgconfig")
@@ -75,9 +89,9 @@ else()
 endif()
 install(CODE "
     set(DRUTILS_PC_PREFIX \"\${CMAKE_INSTALL_PREFIX}\")
-    foreach(pc drutils drutils-toolkit)
+    foreach(pc drutils drutils-print drutils-toolkit)
         configure_file(\"${pc_dir}/\${pc}.pc.in\" \"${pc_dir}/\${pc}.pc\" @ONLY)
     endforeach()
-    file(INSTALL \"${pc_dir}/drutils.pc\" \"${pc_dir}/drutils-toolkit.pc\"
+    file(INSTALL \"${pc_dir}/drutils.pc\" \"${pc_dir}/drutils-print.pc\" \"${pc_dir}/drutils-toolkit.pc\"
         DESTINATION \"${pc_destination}\")
 ")

@@ -5,7 +5,7 @@
 #include <cstdlib>
 #include <string>
 
-#include "ut_regfile.h"
+#include "config/ut_regfile.h"
 
 namespace {
 

@@ -1,7 +1,7 @@
-// Umbrella header of libdrutils: every exported family. Some families name toolkit
-// types (print data, settings, papers), so an application that includes this
-// header uses the package's toolkit component; one that needs only toolkit-free
-// families includes their headers alone.
+// Umbrella header of libdrutils and libdrutils_print: every exported family. Some
+// families name toolkit types (print data, settings, papers), so an application
+// that includes this header uses the package's toolkit component; one that needs
+// only toolkit-free families includes their headers alone.
 #pragma once
 
 #include "od/OdArray.h"

@@ -427,7 +427,8 @@ public:
     // A new configuration for a system printer, owned by the caller, or for the
     // built-in PDF output when printer is kPdfDeviceName in any case (no printer
     // is asked then). Null, with the reason logged, when the printer cannot be
-    // opened or its settings cannot be taken.
+    // opened or its settings cannot be taken. In the printing library
+    // (drutils::print), as are fromPrintData and toPrintData.
     static CPlotCfg3* create(const wchar_t* printer);
     // The values of the built-in PDF output (and its default paper, A4).
     void initForPdfExport();

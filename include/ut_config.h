@@ -19,7 +19,8 @@
 //
 // This header names toolkit types (wxString, wxRect, wxSize, wxPoint,
 // wxMemoryBuffer, wxWindow), so an application that includes it builds against
-// the toolkit's headers.
+// the toolkit's headers; those of its base library suffice (`wx-config --cxxflags
+// base`).
 #pragma once
 
 #include <wx/arrstr.h>
@@ -259,6 +260,9 @@ public:
     static bool getREGEXPAND();
 
     // ---- window places ----
+    // These and checkWindowPosition move windows and ask the displays: they are
+    // in the printing library (drutils::print), which links the toolkit's GUI
+    // library; everything else here is in the base library.
     // Read from "rect/<name>" of kCfgWindows; the window is placed only when a
     // stored rectangle was read and passes checkWindowPosition, else it gets the
     // default size (when one is given).

@@ -45,8 +45,8 @@ DRUTILS_API bool isCustomPaperSize(int& number, const wchar_t* name);
 DRUTILS_API short getPSnumber(const wchar_t* name);
 
 // The size of a standard paper in millimetres, as the toolkit's paper database
-// gives it; false for numbers it does not know (and before the toolkit is
-// initialised).
+// gives it; false for numbers it does not know. Needs neither the toolkit's GUI
+// library nor its initialisation.
 DRUTILS_API bool getStandardPaperSize(short paper, double& widthMm, double& heightMm);
 
 // One paper of a printer, as CMediaNode::set takes it: its device number, its name
@@ -63,7 +63,8 @@ struct PaperSizeInfo {
     double printableUry = 0.0;
 };
 
-// The papers a system printer offers, in the printer's order: device numbers
+// The papers a system printer offers, in the printer's order (in the printing
+// library, drutils::print; the rest of this header is in the base library): device numbers
 // (standard numbers where the size is a standard paper's, driver-defined numbers
 // from 256 up otherwise, the same for the same paper each time the printer is
 // asked), names (unique within the list) and sizes in tenths of a millimetre. The

@@ -1,4 +1,6 @@
-// Print settings and the system printers behind them.
+// Print settings and the system printers behind them. All of it is the printing
+// library's (libdrutils_print, drutils::print), which links the toolkit's GUI
+// library and CUPS.
 //
 // ut::PrintData is the toolkit's print data (wxPrintData) with two flags and a
 // driver name of its own. Its native part, ut::WindowsPrintNativeData, holds the

@@ -17,6 +17,8 @@ packages=(
     xvfb xauth
     ccache
     man-db groff-base
+    # the baseline of the start-up benchmark
+    sqlite3
     # the private printing scheduler's queues: PPDs of cups-filters (pxlcolor.ppd)
     cups-filters
 )

@@ -1,9 +1,11 @@
 #!/usr/bin/env bash
 # Installs a build tree into a temporary prefix and checks what an application
 # and a user get from it: applications built against the installed package (CMake
-# with the plain target and with the toolkit component, make with pkg-config's
-# drutils and drutils-toolkit), one version everywhere, `man drutils` and the bash
-# completion. The applications are built in the build tree's configuration.
+# with the plain target, a reader of tables and configurations on the base library
+# with wxWidgets' base flags only, the print and the toolkit components; make with
+# pkg-config's drutils, drutils-print and drutils-toolkit), one version
+# everywhere, the installed tool with its printing module, `man drutils` and the
+# bash completion. The applications are built in the build tree's configuration.
 # Usage: tests/install_consumer.sh BUILD-DIR
 set -euo pipefail
 export LC_ALL=C.UTF-8
@@ -28,12 +30,17 @@ export LD_LIBRARY_PATH="$prefix/$libdir${LD_LIBRARY_PATH:+:$LD_LIBRARY_PATH}"
 version=$("$tool" --version)
 version=${version#drutils }
 
-# run_app KIND APP: the application runs and reports the version it was built against.
+# run_app KIND APP [ARG...]: the application runs and reports the version it was
+# built against.
 run_app() {
-    local out
-    out=$("$2" 2>&1) || fail "$1 application failed: $out"
-    [ "$out" = "$1 consumer ok $version" ] || fail "$1 application says '$out', the tool is $version"
+    local kind=$1 app=$2 out
+    shift 2
+    out=$("$app" "$@" 2>&1) || fail "$kind application failed: $out"
+    [ "$out" = "$kind consumer ok $version" ] || fail "$kind application says '$out', the tool is $version"
 }
+# What the reader reads.
+data=$(cd "$(dirname "$0")" && pwd)/data
+reader_files=("$data/named-factory.stb" "$data/printer-hpgl-raw-device-data.pc3")
 
 echo "-- CMake, drutils::drutils"
 cmake -S "$src/plain" -B "$work/plain" -DCMAKE_PREFIX_PATH="$prefix" -DCMAKE_BUILD_TYPE="$type" >/dev/null
@@ -44,6 +51,19 @@ if grep -q '^wxWidgets_CONFIG_EXECUTABLE' "$work/plain/CMakeCache.txt"; then
     fail "find_package(drutils) without components looked for wxWidgets"
 fi
 
+echo "-- CMake, drutils::drutils and wxWidgets' base flags: a reader of tables and configurations"
+cmake -S "$src/reader" -B "$work/reader" -DCMAKE_PREFIX_PATH="$prefix" -DCMAKE_BUILD_TYPE="$type" >/dev/null
+cmake --build "$work/reader" >/dev/null
+run_app reader "$work/reader/app" "${reader_files[@]}"
+if grep -q '^wxWidgets_CONFIG_EXECUTABLE' "$work/reader/CMakeCache.txt"; then
+    fail "find_package(drutils) without components looked for wxWidgets"
+fi
+
+echo "-- CMake, COMPONENTS print"
+cmake -S "$src/print" -B "$work/print" -DCMAKE_PREFIX_PATH="$prefix" -DCMAKE_BUILD_TYPE="$type" >/dev/null
+cmake --build "$work/print" >/dev/null
+run_app print "$work/print/app"
+
 echo "-- CMake, COMPONENTS toolkit"
 cmake -S "$src/toolkit" -B "$work/toolkit" -DCMAKE_PREFIX_PATH="$prefix" -DCMAKE_BUILD_TYPE="$type" >/dev/null
 cmake --build "$work/toolkit" >/dev/null
@@ -53,16 +73,27 @@ if cmake -S "$src/toolkit" -B "$work/unknown" -DCMAKE_PREFIX_PATH="$prefix" \
     fail "find_package(drutils REQUIRED COMPONENTS nosuch) succeeded"
 fi
 
-echo "-- make and pkg-config, drutils and drutils-toolkit"
+echo "-- make and pkg-config, drutils, drutils-print and drutils-toolkit"
 export PKG_CONFIG_PATH="$prefix/$libdir/pkgconfig"
-for pc in drutils drutils-toolkit; do
+for pc in drutils drutils-print drutils-toolkit; do
     pkg-config --validate "$pc" || fail "$pc.pc is not valid"
     [ "$(pkg-config --modversion "$pc")" = "$version" ] || fail "$pc.pc has another version than the tool"
 done
 mkdir "$work/pc"
 make -s -C "$src" OUT="$work/pc" >/dev/null
 run_app plain "$work/pc/plain"
+run_app reader "$work/pc/reader" "${reader_files[@]}"
+run_app print "$work/pc/print"
 run_app toolkit "$work/pc/toolkit"
+
+echo "-- the installed tool and its printing module"
+test -f "$prefix/$libdir/drutils/drutils-printing.so" || fail "the printing module is not in $libdir/drutils"
+# The PDF output needs no printer, but the command runs in the module.
+"$tool" pc3 new "Print As PDF" "$work/pdf.pc3" >/dev/null 2>"$work/err" ||
+    fail "the installed tool cannot run a printing command: $(cat "$work/err")"
+if ldd "$tool" | grep -qE 'libdrutils_print|libwx_gtk3u|libgtk-3|libcups'; then
+    fail "the installed tool links the printing library or what it needs"
+fi
 
 echo "-- man drutils"
 page=$(MANPATH="$prefix/share/man" MANWIDTH=200 man drutils 2>&1) || fail "man drutils: $page"

@@ -18,9 +18,9 @@
 #include <wx/config.h>
 
 #include "store_fixture.h"
-#include "ut_config_internal.h"
+#include "config/ut_config_internal.h"
 #include "ut_filename.h"
-#include "ut_regconfig.h"
+#include "config/ut_regconfig.h"
 
 extern char** environ;
 

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include <gtest/gtest.h>
+#include <wx/paper.h>
 
 #include "plotcfg.h"
 #include "test_support.h"
@@ -114,13 +115,35 @@ TEST(PaperNames, CustomNamesAndNumbers) {
     EXPECT_EQ(0, ut::getPSnumber(L"Imperial Quarto"));
     EXPECT_EQ(0, ut::getPSnumber(L""));
 
-    // Sizes come from the toolkit's paper database.
     double w = 0, h = 0;
     EXPECT_TRUE(ut::getStandardPaperSize(9, w, h));
     EXPECT_DOUBLE_EQ(210.0, w);
     EXPECT_DOUBLE_EQ(297.0, h);
     EXPECT_FALSE(ut::getStandardPaperSize(48, w, h));
     EXPECT_FALSE(ut::getStandardPaperSize(300, w, h));
+}
+
+// The base library carries the standard sizes itself (the toolkit's paper database
+// is in its GUI library); they must be the database's, paper for paper, since print
+// data select papers by the database and configurations by the table.
+TEST(PaperNames, StandardSizesAreTheToolkitDatabases) {
+    ASSERT_TRUE(wxThePrintPaperDatabase);
+    int known = 0;
+    for (short number = 1; number <= ut::kLastStandardPaper; ++number) {
+        SCOPED_TRACE(number);
+        ut::PrintData data;
+        data.setDmPaperSize(number);
+        double w = 0, h = 0;
+        const bool inTable = ut::getStandardPaperSize(number, w, h);
+        const wxPrintPaperType* type = wxThePrintPaperDatabase->FindPaperType(data.GetPaperId());
+        ASSERT_EQ(inTable, data.GetPaperId() != wxPAPER_NONE && type != nullptr);
+        if (!inTable)
+            continue;
+        ++known;
+        EXPECT_DOUBLE_EQ(type->GetWidth() / 10.0, w);
+        EXPECT_DOUBLE_EQ(type->GetHeight() / 10.0, h);
+    }
+    EXPECT_EQ(known, ut::kLastStandardPaper - 2); // all but the reserved 48 and 49
 }
 
 TEST(CustomPapers, UnitsConvertByExactly25Point4) {
@@ -260,6 +283,26 @@ TEST(MediaNode, SelectingAPaperSetsNameSizeAndBounds) {
     nameless.width = nameless.height = 10;
     EXPECT_FALSE(m.set(nameless, changed));
     EXPECT_EQ(L"Inch paper", m.size.name);
+}
+
+// Print data whose native part is the toolkit's (no print factory of this library)
+// and plain toolkit print data are told apart from this library's, not cast to them.
+TEST(PrintDataMapping, PrintDataOfOtherClassesAreNotTakenForOurs) {
+    ut::unRegisterPrintFactory();
+    ut::PrintData withoutOurs;
+    EXPECT_EQ(nullptr, ut::WindowsPrintNativeData::GetNativeData(withoutOurs));
+
+    ut::registerPrintFactory();
+    wxPrintData plain;
+    plain.SetPaperId(wxPAPER_A3);
+    ut::WindowsPrintNativeData* native = ut::WindowsPrintNativeData::GetNativeData(plain);
+    ASSERT_TRUE(native);
+    ASSERT_TRUE(native->TransferFrom(plain));
+    ASSERT_TRUE(native->GetDevMode());
+    EXPECT_EQ(8, native->GetDevMode()->dmPaperSize);
+    EXPECT_TRUE(native->TransferTo(plain));
+    EXPECT_EQ(wxPAPER_A3, plain.GetPaperId());
+    ut::unRegisterPrintFactory();
 }
 
 TEST(PrintDataMapping, BinsQualitiesDuplexAndPapers) {

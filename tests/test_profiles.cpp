@@ -374,7 +374,7 @@ TEST_F(ToolGroups, WritesRacingRenamesAllLandInTheCurrentProfile) {
         std::_Exit(0);
     }
     for (int i = 0; i < 40; ++i)
-        EXPECT_EQ(run({"config", "set", "Config", "k" + std::to_string(i), "v"}), 0) << lastErr;
+        EXPECT_EQ(run({"config", "set", "Config", std::string("k").append(std::to_string(i)), "v"}), 0) << lastErr;
     int status = 0;
     ::waitpid(renamer, &status, 0);
     std::string out;

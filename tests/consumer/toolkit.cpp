@@ -1,6 +1,7 @@
 // An application that includes the umbrella header, whose families name toolkit
 // types, and uses the toolkit itself: it needs the toolkit's flags and libraries
-// (base and core) from the package's toolkit component or drutils-toolkit.pc.
+// (base and core) from the package's toolkit component or drutils-toolkit.pc, or
+// from the print component or drutils-print.pc (then built as the print consumer).
 #include <cstdio>
 
 #include <drutils.h>
@@ -8,6 +9,10 @@
 #include <wx/gdicmn.h>
 #include <wx/init.h>
 #include <wx/string.h>
+
+#ifndef DRUTILS_CONSUMER_KIND
+#define DRUTILS_CONSUMER_KIND "toolkit"
+#endif
 
 int main() {
     wxInitializer toolkit;
@@ -26,6 +31,6 @@ int main() {
     const ut::PrintData copy(settings);
     const bool ok = text == "site 20x97" && copy.getDriverName() == "consumer" && copy.GetPaperId() == wxPAPER_A4 &&
                     copy.isTtfAsText();
-    std::printf("toolkit consumer %s %s\n", ok ? "ok" : "wrong", DRUTILS_PACKAGE_VERSION);
+    std::printf("%s consumer %s %s\n", DRUTILS_CONSUMER_KIND, ok ? "ok" : "wrong", DRUTILS_PACKAGE_VERSION);
     return ok ? 0 : 1;
 }

@@ -1,29 +1,24 @@
 // drutils printers / papers, and the pc3 commands that need the printing system:
-// pc3 new and pc3 apply.
+// pc3 new and pc3 apply. Built as the printing module (printing_module.h), which
+// the tool loads when one of these runs; their help is the tool's own
+// (printing_loader.cpp).
 #include <algorithm>
 #include <cstdio>
+#include <cstring>
 #include <memory>
 #include <string>
+#include <type_traits>
+
+#include <wx/paper.h>
 
 #include "cli.h"
-#include "commands.h"
 #include "platform/codepage.h"
+#include "printing_module.h"
 #include "plotcfg.h"
 #include "ut_papers.h"
 #include "ut_printdata.h"
 
 namespace {
-
-const char kPrintersHelp[] =
-    "usage: drutils printers [--json]\n"
-    "  Lists the system printers, local ones first: '*' marks the default, then the name,\n"
-    "  local or remote, PS when it takes PostScript, the driver and the comment.\n"
-    "Exit status 1 when the printing system cannot be asked.\n";
-
-const char kPapersHelp[] =
-    "usage: drutils papers [--json] PRINTER\n"
-    "  Lists the papers of a printer in its order: the device paper number (1-118 standard,\n"
-    "  256 up driver-defined), the name, the sheet and the printable area in millimetres.\n";
 
 // The print factory and printer look-ups for the life of a command.
 struct PrintingSupport {
@@ -252,24 +247,45 @@ int pc3Apply(cli::Args& args) {
     return cli::kOk;
 }
 
+// The module is loaded into a program that initialised wxWidgets before the GUI
+// library was there, so that library's start-up never ran for it; of what it sets
+// up, printing needs the paper database.
+class PaperDatabase {
+public:
+    PaperDatabase() {
+        if (wxThePrintPaperDatabase)
+            return;
+        m_own = std::make_unique<wxPrintPaperDatabase>();
+        m_own->CreateDatabase();
+        wxThePrintPaperDatabase = m_own.get();
+    }
+    ~PaperDatabase() {
+        if (m_own)
+            wxThePrintPaperDatabase = nullptr;
+    }
+    PaperDatabase(const PaperDatabase&) = delete;
+    PaperDatabase& operator=(const PaperDatabase&) = delete;
+
+private:
+    std::unique_ptr<wxPrintPaperDatabase> m_own;
+};
+
 } // namespace
 
-int runPrinters(cli::Args& args) {
-    if (cli::wantsHelp(args)) {
-        std::fputs(kPrintersHelp, stdout);
-        return cli::kOk;
-    }
-    return printers(args);
+extern "C" {
+
+__attribute__((visibility("default"))) const char* drutils_printing_version() { return DRUTILS_VERSION; }
+
+__attribute__((visibility("default"))) int drutils_printing_command(const char* command, cli::Args& args) {
+    static_assert(std::is_same_v<decltype(&drutils_printing_version), DrutilsPrintingVersion>);
+    static_assert(std::is_same_v<decltype(&drutils_printing_command), DrutilsPrintingCommand>);
+    static const cli::Command kCommands[] = {
+        {"printers", printers}, {"papers", papers}, {"pc3 new", pc3New}, {"pc3 apply", pc3Apply}};
+    const PaperDatabase database;
+    for (const cli::Command& c : kCommands)
+        if (std::strcmp(command, c.name) == 0)
+            return c.run(args);
+    return cli::usage(std::string("unknown command '") + command + "'");
 }
 
-int runPapers(cli::Args& args) {
-    if (args.empty() || cli::wantsHelp(args)) {
-        std::fputs(kPapersHelp, args.empty() ? stderr : stdout);
-        return args.empty() ? cli::kUsage : cli::kOk;
-    }
-    return papers(args);
-}
-
-
-int runPc3New(cli::Args& args) { return pc3New(args); }
-int runPc3Apply(cli::Args& args) { return pc3Apply(args); }
+} // extern "C"

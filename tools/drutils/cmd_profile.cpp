@@ -8,7 +8,7 @@
 #include "commands.h"
 #include "platform/regstore.h"
 #include "store_cli.h"
-#include "ut_regfile.h"
+#include "config/ut_regfile.h"
 #include "ut_config.h"
 
 namespace {

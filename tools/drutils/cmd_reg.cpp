@@ -7,7 +7,7 @@
 #include "commands.h"
 #include "store_cli.h"
 #include "ut_config.h"
-#include "ut_regfile.h"
+#include "config/ut_regfile.h"
 #include "ut_registry.h"
 
 namespace {

@@ -27,8 +27,9 @@ int runPc3Diff(cli::Args& args);
 int runPmpBuild(cli::Args& args);
 int runPmpDiff(cli::Args& args);
 
-// Printing (cmd_printing.cpp): system printers and their papers, configurations
-// made from printers and applied to print settings.
+// Printing: system printers and their papers, configurations made from printers
+// and applied to print settings. printing_loader.cpp runs them in the printing
+// module (cmd_printing.cpp), loaded only for them.
 int runPrinters(cli::Args& args);
 int runPapers(cli::Args& args);
 int runPc3New(cli::Args& args);
