@@ -226,6 +226,8 @@ void MainFrame::selectPage(TablePage* p) {
 void MainFrame::addPage(TablePage* p) {
     p->setStateListener([this] { updateState(); });
     m_book->AddPage(p, p->document().displayName(), true);
+    m_book->Layout();
+    p->Layout();
     if (m_shown && m_book->GetPageCount() == 1) {
         // The start-up report: the first table's rows are on the screen once its
         // grid has been painted.
@@ -407,7 +409,8 @@ void MainFrame::onClose(wxCloseEvent& event) {
 
 void MainFrame::onPageChanged(wxBookCtrlEvent& event) {
     event.Skip();
-    updateState();
+    // Not while the notebook is still switching (a page being added has no size yet).
+    CallAfter([this] { updateState(); });
 }
 
 void MainFrame::updateState() {
@@ -434,20 +437,22 @@ void MainFrame::updateState() {
         if (m_book->GetPageText(i) != label)
             m_book->SetPageText(i, label);
     }
-    if (!current) {
-        SetTitle(_("Plot Style Editor"));
-        SetStatusText(wxEmptyString);
-        return;
-    }
-    const TableDocument& doc = current->document();
     // A dash between the parts; wide, as narrow literals are read in the locale's encoding.
     const wxString dash(L" \u2014 ");
-    SetTitle((doc.isModified() ? "*" : "") + doc.displayName() + dash + _("Plot Style Editor"));
-    const size_t selected = current->grid()->GetSelectedRows().size();
-    wxString status = doc.path().empty() ? wxString(_("Not saved yet")) : doc.path();
-    if (selected > 1)
-        status += dash + wxString::Format(_("%zu rows selected"), selected);
-    SetStatusText(status);
+    wxString status;
+    if (current) {
+        const TableDocument& doc = current->document();
+        SetTitle((doc.isModified() ? "*" : "") + doc.displayName() + dash + _("Plot Style Editor"));
+        const size_t selected = current->grid()->GetSelectedRows().size();
+        status = doc.path().empty() ? wxString(_("Not saved yet")) : doc.path();
+        if (selected > 1)
+            status += dash + wxString::Format(_("%zu rows selected"), selected);
+    } else {
+        SetTitle(_("Plot Style Editor"));
+    }
+    // The status bar redraws the window at once, which must wait until a page
+    // just added has its place.
+    CallAfter([this, status] { SetStatusText(status); });
 }
 
 } // namespace styles

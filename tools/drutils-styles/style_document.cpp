@@ -143,7 +143,7 @@ private:
         for (size_t i = 0; i < m_positions.size(); ++i)
             if (CPlotStyle* s = m_doc.table().style(m_positions[i]))
                 *s = values[i];
-        m_doc.changed(TableDocument::Change::Cells);
+        m_doc.noteChange(TableDocument::Change::Cells);
         return true;
     }
     TableDocument& m_doc;
@@ -160,14 +160,14 @@ public:
         if (m_position < 0)
             return false;
         m_doc.rebuildRows();
-        m_doc.changed(TableDocument::Change::Rows);
+        m_doc.noteChange(TableDocument::Change::Rows);
         return true;
     }
     bool Undo() override {
         if (!m_doc.mutableTable().deleteStyle(m_position))
             return false;
         m_doc.rebuildRows();
-        m_doc.changed(TableDocument::Change::Rows);
+        m_doc.noteChange(TableDocument::Change::Rows);
         return true;
     }
     int position() const { return m_position; }
@@ -204,7 +204,7 @@ public:
             m_removed.push_back(std::move(r));
         }
         m_doc.rebuildRows();
-        m_doc.changed(TableDocument::Change::Rows);
+        m_doc.noteChange(TableDocument::Change::Rows);
         return true;
     }
     bool Undo() override {
@@ -225,7 +225,7 @@ public:
                 aci.set(k, t.style(at));
         }
         m_doc.rebuildRows();
-        m_doc.changed(TableDocument::Change::Rows);
+        m_doc.noteChange(TableDocument::Change::Rows);
         return true;
     }
 
@@ -259,7 +259,7 @@ public:
 private:
     bool put(const TableProperties& p) {
         putProperties(m_doc.mutableTable(), p);
-        m_doc.changed(TableDocument::Change::Properties);
+        m_doc.noteChange(TableDocument::Change::Properties);
         return true;
     }
     TableDocument& m_doc;
@@ -553,9 +553,36 @@ wxString TableDocument::displayName() const {
     return _("Untitled") + "." + extension();
 }
 
-void TableDocument::changed(Change what) {
-    if (m_listener)
-        m_listener(what);
+void TableDocument::noteChange(Change what) {
+    // Rows outweigh properties, which outweigh cells: the listener redraws what
+    // the largest change needs.
+    if (!m_pending || int(what) > int(*m_pending))
+        m_pending = what;
+}
+
+void TableDocument::flushChanges() {
+    const std::optional<Change> what = m_pending;
+    m_pending.reset();
+    if (what && m_listener)
+        m_listener(*what);
+}
+
+bool TableDocument::History::Submit(wxCommand* command, bool storeIt) {
+    const bool done = wxCommandProcessor::Submit(command, storeIt);
+    m_doc.flushChanges();
+    return done;
+}
+
+bool TableDocument::History::Undo() {
+    const bool done = wxCommandProcessor::Undo();
+    m_doc.flushChanges();
+    return done;
+}
+
+bool TableDocument::History::Redo() {
+    const bool done = wxCommandProcessor::Redo();
+    m_doc.flushChanges();
+    return done;
 }
 
 void TableDocument::rebuildRows() {
@@ -587,7 +614,8 @@ bool TableDocument::save(const wxString& path, wxString* error) {
     }
     m_path = path;
     m_history.MarkAsSaved();
-    changed(Change::Saved);
+    noteChange(Change::Saved);
+    flushChanges();
     return true;
 }
 

@@ -97,7 +97,7 @@ bool storableText(const wchar_t* key, const wxString& text, wxString* why);
 class TableDocument {
 public:
     // What a change touched, for the windows that show the table.
-    enum class Change { Cells, Rows, Properties, Saved };
+    enum class Change { Saved, Cells, Properties, Rows };
 
     // Null, with the reason in error, when the file cannot be read.
     static std::unique_ptr<TableDocument> open(const wxString& path, wxString* error);
@@ -172,17 +172,32 @@ public:
     // when every entry is in use. Works on props, not on the table.
     int addLineweight(TableProperties& props, double millimetres, wxString* why) const;
 
-    // For the commands: the table they change, and the note that they did.
+    // For the commands: the table they change, and the note of what they
+    // changed. Listeners hear of it once the history has recorded the step, so
+    // that isModified() tells the state after it.
     CPlotStyleTable& mutableTable() { return *m_table; }
-    void changed(Change what);
+    void noteChange(Change what);
     // Rebuilds the rows after styles were added or removed.
     void rebuildRows();
 
 private:
+    class History : public wxCommandProcessor {
+    public:
+        explicit History(TableDocument& doc) : m_doc(doc) {}
+        bool Submit(wxCommand* command, bool storeIt = true) override;
+        bool Undo() override;
+        bool Redo() override;
+
+    private:
+        TableDocument& m_doc;
+    };
+    void flushChanges();
+
     std::unique_ptr<CPlotStyleTable> m_table;
     wxString m_path;
     wxString m_suggestedName;
-    wxCommandProcessor m_history;
+    History m_history{*this};
+    std::optional<Change> m_pending;
     std::function<void(Change)> m_listener;
     // Colour-dependent: row k-1 is colour k, and this is its style's position.
     std::vector<int> m_rowPositions;

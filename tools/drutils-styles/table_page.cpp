@@ -20,16 +20,16 @@ namespace {
 int columnWidth(Column c, bool colourDependent) {
     switch (c) {
     case Column::Style: return colourDependent ? 64 : 170;
-    case Column::Colour: return 140;
-    case Column::Lineweight: return 130;
-    case Column::Linetype: return 150;
-    case Column::Adaptive: return 72;
-    case Column::Screen: return 70;
-    case Column::Dither: return 56;
-    case Column::Greyscale: return 76;
-    case Column::Pen: return 80;
-    case Column::VirtualPen: return 84;
-    case Column::Fill: return 110;
+    case Column::Colour: return 130;
+    case Column::Lineweight: return 116;
+    case Column::Linetype: return 130;
+    case Column::Adaptive: return 78;
+    case Column::Screen: return 80;
+    case Column::Dither: return 60;
+    case Column::Greyscale: return 88;
+    case Column::Pen: return 84;
+    case Column::VirtualPen: return 98;
+    case Column::Fill: return 104;
     case Column::End: return 76;
     case Column::Join: return 76;
     case Column::Description: return 220;
@@ -50,7 +50,9 @@ enum {
 } // namespace
 
 TablePage::TablePage(wxWindow* parent, std::unique_ptr<TableDocument> doc)
-    : wxPanel(parent, wxID_ANY), m_doc(std::move(doc)) {
+    // Made at the size it will have: the toolkit complains about a grid's
+    // scroll bars laid out in the few pixels of a default-sized window.
+    : wxPanel(parent, wxID_ANY, wxDefaultPosition, parent->GetClientSize()), m_doc(std::move(doc)) {
     auto* top = new wxBoxSizer(wxVERTICAL);
     auto* bar = new wxBoxSizer(wxHORIZONTAL);
     m_summary = new wxStaticText(this, wxID_ANY, wxEmptyString, wxDefaultPosition, wxDefaultSize,
@@ -76,6 +78,7 @@ TablePage::TablePage(wxWindow* parent, std::unique_ptr<TableDocument> doc)
     m_grid->DisableDragRowSize();
     m_grid->SetDefaultRowSize(m_grid->GetCharHeight() + 12, true);
     m_grid->SetColLabelAlignment(wxALIGN_LEFT, wxALIGN_CENTRE);
+    m_grid->SetDefaultCellAlignment(wxALIGN_LEFT, wxALIGN_CENTRE);
     for (int col = 0; col < kColumnCount; ++col)
         m_grid->SetColSize(col, columnWidth(Column(col), m_doc->colourDependent()));
     setupColumns(*m_grid, *m_doc);
@@ -144,6 +147,10 @@ void TablePage::onEditorShown(wxGridEvent& event) {
     if (column == Column::Colour) {
         event.Veto();
         CallAfter([this] { editColour(); });
+        return;
+    }
+    if (column == Column::Style && m_doc->isNormal(event.GetRow())) {
+        event.Veto(); // "Normal" keeps its name
         return;
     }
     // Selected rows share an edit started in one of them.
