@@ -12,6 +12,8 @@ packages=(
     gettext python3 python3-ezdxf libssl-dev
     clang libclang-rt-14-dev
     xvfb xauth
+    # the editor's desktop files: checked, and the file types compiled, by the tests
+    desktop-file-utils shared-mime-info
     ccache
     man-db groff-base
     # the private printing scheduler's queues: PPDs of cups-filters (pxlcolor.ppd)

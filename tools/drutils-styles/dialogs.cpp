@@ -171,8 +171,7 @@ void ColourDialog::showPreview() {
 // ---------------------------------------------------------------- one field
 
 FieldDialog::FieldDialog(wxWindow* parent, const TableDocument& doc, Column column, const wxString& initial, int rows)
-    : wxDialog(parent, wxID_ANY, wxString::Format(_("%s of %s"), columnTitle(column), stylesPhrase(rows))),
-      m_column(column) {
+    : wxDialog(parent, wxID_ANY, wxString::Format(_("%s of %s"), columnTitle(column), stylesPhrase(rows))) {
     auto* top = new wxBoxSizer(wxVERTICAL);
     wxWindow* control = nullptr;
     const std::vector<wxString> labels = doc.choiceLabels(column);

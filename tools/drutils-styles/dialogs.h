@@ -51,7 +51,6 @@ public:
     void setValue(const wxString& text);
 
 private:
-    Column m_column;
     wxChoice* m_choice = nullptr;
     wxCheckBox* m_check = nullptr;
     wxSpinCtrl* m_spin = nullptr;

@@ -100,7 +100,7 @@ void setupColumns(wxGrid& grid, const TableDocument& doc) {
         case Column::Adaptive:
         case Column::Dither:
         case Column::Greyscale:
-            attr = attrFor(new wxGridCellBoolRenderer, new wxGridCellBoolEditor);
+            attr = attrFor(new SwitchRenderer, new wxGridCellBoolEditor);
             attr->SetAlignment(wxALIGN_CENTRE, wxALIGN_CENTRE);
             break;
         case Column::Screen: attr = attrFor(new wxGridCellStringRenderer, new wxGridCellNumberEditor(0, 100)); break;
@@ -157,6 +157,29 @@ void IndexRenderer::Draw(wxGrid& grid, wxGridCellAttr& attr, wxDC& dc, const wxR
     drawText(grid, attr, dc, text, wxString::Format("%d", index), isSelected);
 }
 
+void SwitchRenderer::Draw(wxGrid& grid, wxGridCellAttr& attr, wxDC& dc, const wxRect& rect, int row, int col,
+                          bool isSelected) {
+    wxGridCellRenderer::Draw(grid, attr, dc, rect, row, col, isSelected);
+    const int side = std::min(14, std::min(rect.width, rect.height) - 4);
+    if (side < 6)
+        return;
+    const wxRect box(rect.x + (rect.width - side) / 2, rect.y + (rect.height - side) / 2, side, side);
+    const bool on = grid.GetTable()->GetValueAsBool(row, col);
+    const wxColour ink = isSelected ? grid.GetSelectionForeground() : wxColour(60, 60, 60);
+    dc.SetPen(wxPen(ink));
+    dc.SetBrush(on ? wxBrush(wxColour(53, 132, 228)) : *wxWHITE_BRUSH);
+    dc.DrawRoundedRectangle(box, 2);
+    if (!on)
+        return;
+    wxPen tick(*wxWHITE, std::max(2, side / 6));
+    tick.SetCap(wxCAP_ROUND);
+    dc.SetPen(tick);
+    const wxPoint a(box.x + side * 3 / 14, box.y + side * 7 / 14), b(box.x + side * 6 / 14, box.y + side * 10 / 14),
+        c(box.x + side * 11 / 14, box.y + side * 4 / 14);
+    dc.DrawLine(a, b);
+    dc.DrawLine(b, c);
+}
+
 void LineweightRenderer::Draw(wxGrid& grid, wxGridCellAttr& attr, wxDC& dc, const wxRect& rect, int row, int col,
                               bool isSelected) {
     wxGridCellRenderer::Draw(grid, attr, dc, rect, row, col, isSelected);
@@ -172,7 +195,9 @@ void LineweightRenderer::Draw(wxGrid& grid, wxGridCellAttr& attr, wxDC& dc, cons
     const int left = rect.x + dc.GetTextExtent(text).x + 12, right = rect.GetRight() - 6;
     if (right - left < 12)
         return;
-    dc.SetPen(wxPen(isSelected ? grid.GetSelectionForeground() : *wxBLACK, width, wxPENSTYLE_SOLID));
+    wxPen stroke(isSelected ? grid.GetSelectionForeground() : *wxBLACK, width, wxPENSTYLE_SOLID);
+    stroke.SetCap(wxCAP_BUTT);
+    dc.SetPen(stroke);
     const int y = rect.y + rect.height / 2;
     dc.DrawLine(left, y, right, y);
 }

@@ -68,6 +68,17 @@ private:
     const TableDocument& m_doc;
 };
 
+// A switch as a drawn tick box. The toolkit's native check box is drawn from
+// its theme's vector icons, and rendering those for the first rows costs the
+// editor a good part of its start-up.
+class SwitchRenderer : public wxGridCellRenderer {
+public:
+    void Draw(wxGrid& grid, wxGridCellAttr& attr, wxDC& dc, const wxRect& rect, int row, int col,
+              bool isSelected) override;
+    wxSize GetBestSize(wxGrid&, wxGridCellAttr&, wxDC&, int, int) override { return wxSize(20, 20); }
+    wxGridCellRenderer* Clone() const override { return new SwitchRenderer; }
+};
+
 // The lineweight's name beside a stroke of about its width.
 class LineweightRenderer : public wxGridCellStringRenderer {
 public:
