@@ -201,6 +201,26 @@ TEST_F(EditorWindow, LineweightOfThreeSelectedColoursThenUndoOneAndSave) {
     EXPECT_EQ(doc.styleAt(2)->lineWeight(), first);
     EXPECT_TRUE(doc.history().CanRedo());
 
+    // Colours 1 and 2 get palette colour 30, chosen in the colour dialog that
+    // Enter on a colour cell opens.
+    grid->ClearSelection();
+    grid->SelectRow(0);
+    grid->SelectRow(1, true);
+    grid->SetGridCursor(1, int(Column::Colour));
+    grid->SetFocus();
+    settle();
+    auto pickColour = [&] {
+        sim.Char(WXK_RETURN);
+        settle();
+    };
+    wxTEST_DIALOG(pickColour(), Answer<ColourDialog>([](ColourDialog* d) {
+                      d->setChoice(ColourChoice{ColourChoice::Index, 30, 0});
+                      return wxID_OK;
+                  }));
+    for (int row : {0, 1})
+        EXPECT_EQ(colourOf(*doc.styleAt(row)), (ColourChoice{ColourChoice::Index, 30, 0})) << "colour " << row + 1;
+    EXPECT_EQ(colourOf(*doc.styleAt(2)).kind, colourOf(*doc.styleAt(3)).kind);
+
     menu(m_frame, wxID_SAVE);
     EXPECT_FALSE(doc.isModified());
     EXPECT_FALSE(tabLabel(page).StartsWith("*"));
@@ -213,10 +233,12 @@ TEST_F(EditorWindow, LineweightOfThreeSelectedColoursThenUndoOneAndSave) {
     std::unique_ptr<CPlotStyleTable> original(CPlotStyleTable::read(W(dataFile("color-dependent-basic.ctb")), &why));
     ASSERT_TRUE(saved && original) << U(why);
     for (int k = 1; k <= CAciTable::kSize; ++k) {
-        if (k <= 3)
+        if (k <= 3) {
             EXPECT_EQ(saved->ACI().at(k)->lineWeight(), first) << "colour " << k;
-        else
+            EXPECT_EQ(colourOf(*saved->ACI().at(k)).index == 30, k <= 2) << "colour " << k;
+        } else {
             EXPECT_TRUE(saved->ACI().at(k)->isEqual(*original->ACI().at(k), true)) << "colour " << k;
+        }
     }
     CPIAParser parser;
     ASSERT_TRUE(parser.parse(W(path)));
@@ -335,6 +357,43 @@ TEST_F(EditorWindow, RefusesADescriptionWithALineBreak) {
     EXPECT_EQ(doc.table().desc(), L"Plotter pens for A0");
 }
 
+TEST_F(EditorWindow, TablePropertiesEditAndAddLineweightsInTheShownUnits) {
+    const std::string path = copy("color-dependent-factory.ctb", "factory.ctb");
+    TablePage* page = open(path);
+    ASSERT_TRUE(page);
+    TableDocument& doc = page->document();
+    wxString why;
+    ASSERT_TRUE(doc.setField({0}, Column::Lineweight, doc.choiceLabels(Column::Lineweight)[9], &why)); // 0.25 mm
+
+    auto properties = [&] { page->editProperties(); };
+    wxTEST_DIALOG(properties(), Answer<PropertiesDialog>([](PropertiesDialog* d) {
+                      wxString reason;
+                      d->setUnits(1);
+                      // 0.0125 in is 0.3175 mm: it replaces 0.30 mm, the nearest that no style uses.
+                      EXPECT_TRUE(d->addLineweight("0.0125", &reason)) << reason.utf8_string();
+                      EXPECT_TRUE(d->setLineweightText(0, "0.001", &reason)) << reason.utf8_string();
+                      EXPECT_FALSE(d->setLineweightText(1, "5 in", &reason)); // 127 mm
+                      d->setScaleText("2,5");
+                      return wxID_OK;
+                  }));
+    const CCustomLineweightTable& lw = doc.table().lineWeights();
+    EXPECT_DOUBLE_EQ(lw.at(9), 0.3175);
+    EXPECT_DOUBLE_EQ(lw.at(0), 0.0254);
+    // Entries read from the file come back in the single precision the file is read with.
+    EXPECT_NEAR(lw.at(1), 0.05, 1e-6);
+    EXPECT_NEAR(lw.at(8), 0.25, 1e-6);
+    EXPECT_EQ(doc.table().lineWeightUnits(), 1);
+    EXPECT_DOUBLE_EQ(doc.table().scaleFactor(), 2.5);
+    // The grid and its list of lineweights follow the units.
+    EXPECT_EQ(page->grid()->GetCellValue(0, int(Column::Lineweight)), "0.0098 in");
+    EXPECT_EQ(doc.choiceLabels(Column::Lineweight)[10], "0.0125 in");
+    // One step, undone whole.
+    menu(m_frame, wxID_UNDO);
+    EXPECT_NEAR(lw.at(9), 0.3, 1e-6);
+    EXPECT_EQ(doc.table().lineWeightUnits(), 0);
+    EXPECT_EQ(page->grid()->GetCellValue(0, int(Column::Lineweight)), "0.25 mm");
+}
+
 TEST_F(EditorWindow, OpensFromTheCommandLineDropsAndRecentFiles) {
     const std::string a = copy("color-dependent-factory.ctb", "a.ctb");
     const std::string b = copy("named-factory.stb", "b.stb");
@@ -392,6 +451,13 @@ TEST_F(EditorWindow, OpensFromTheCommandLineDropsAndRecentFiles) {
     menu(m_frame, wxID_FILE3);
     ASSERT_EQ(m_frame->pageCount(), 3u);
     EXPECT_EQ(tabLabel(m_frame->currentPage()), "a.ctb");
+
+    // Closing the window asks about each changed table; Cancel keeps the window.
+    ASSERT_TRUE(m_frame->currentPage()->document().setField({1}, Column::Screen, "40", &why));
+    auto quit = [&] { m_frame->Close(); };
+    wxTEST_DIALOG(quit(), wxExpectModal<wxMessageDialog>(wxID_CANCEL));
+    EXPECT_EQ(m_frame->pageCount(), 3u);
+    EXPECT_TRUE(m_frame->IsShown());
 }
 
 TEST_F(EditorWindow, ConvertsAndRefusesWhatTheFileCannotTake) {
@@ -410,10 +476,13 @@ TEST_F(EditorWindow, ConvertsAndRefusesWhatTheFileCannotTake) {
     EXPECT_FALSE(saved);
     EXPECT_TRUE(fs::is_directory(m_dir.file("taken.ctb")));
     EXPECT_TRUE(fs::is_empty(m_dir.file("taken.ctb")));
-    // Without an extension the table's own is added.
+    // Without an extension the table's own is added. (The menu's file dialog
+    // cannot be answered in a test: the toolkit's chooser takes a path set
+    // without showing it only later.)
     EXPECT_TRUE(saveAs(m_dir.file("copy")));
     EXPECT_TRUE(fs::exists(m_dir.file("copy.ctb")));
     EXPECT_EQ(page->document().path(), wxString::FromUTF8(m_dir.file("copy.ctb")));
+    EXPECT_EQ(m_frame->recentFiles().GetHistoryFile(0), wxString::FromUTF8(m_dir.file("copy.ctb")));
 
     // Convert writes a named table and opens it.
     TablePage* named = m_frame->convertTo(page, wxString::FromUTF8(m_dir.file("custom")));

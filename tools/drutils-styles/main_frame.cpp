@@ -5,6 +5,7 @@
 #include <wx/config.h>
 #include <wx/dnd.h>
 #include <wx/filedlg.h>
+#include <wx/filefn.h>
 #include <wx/filename.h>
 #include <wx/grid.h>
 #include <wx/iconbndl.h>
@@ -267,7 +268,7 @@ void MainFrame::openFiles(const wxArrayString& paths) {
     for (const wxString& path : paths) {
         wxString why;
         if (!openFile(path, &why))
-            failures += wxString::Format("%s: %s\n", path, why);
+            failures += wxString::Format("%s: %s\n", shownPath(path), why);
     }
     if (!failures.empty())
         wxMessageBox(failures.Trim(), _("Not opened"), wxOK | wxICON_ERROR, this);
@@ -297,7 +298,7 @@ void MainFrame::onRecent(wxCommandEvent& event) {
     wxString why;
     if (!openFile(path, &why)) {
         m_recent.RemoveFileFromHistory(i);
-        wxMessageBox(wxString::Format("%s: %s", path, why), _("Not opened"), wxOK | wxICON_ERROR, this);
+        wxMessageBox(wxString::Format("%s: %s", shownPath(path), why), _("Not opened"), wxOK | wxICON_ERROR, this);
     }
 }
 
@@ -313,13 +314,15 @@ bool MainFrame::askSavePath(TablePage* p, const wxString& title, const wxString&
         return false;
     path = ask.GetPath();
     wxFileName chosen(path);
+    if (path.empty() || wxDirExists(path) || chosen.GetFullName().empty())
+        return false; // no file named
     if (chosen.GetExt().empty()) {
         // The dialog asked about the name as typed; the one with the extension
         // added may be another file, which is not replaced without asking.
         chosen.SetExt(extension);
         path = chosen.GetFullPath();
         if (chosen.FileExists() &&
-            wxMessageBox(wxString::Format(_("%s exists already. Replace it?"), chosen.GetFullName()), title,
+            wxMessageBox(wxString::Format(_("%s exists already. Replace it?"), shownPath(chosen.GetFullName())), title,
                          wxYES_NO | wxNO_DEFAULT | wxICON_QUESTION, this) != wxYES)
             return false;
     }
@@ -343,7 +346,7 @@ bool MainFrame::saveAs(TablePage* p, const wxString& path) {
     name.MakeAbsolute();
     wxString why;
     if (!p->document().save(name.GetFullPath(), &why)) {
-        wxMessageBox(wxString::Format(_("%s was not saved.\n\n%s"), name.GetFullName(), why), _("Not saved"),
+        wxMessageBox(wxString::Format(_("%s was not saved.\n\n%s"), shownPath(name.GetFullName()), why), _("Not saved"),
                      wxOK | wxICON_ERROR, this);
         return false;
     }
@@ -362,7 +365,7 @@ TablePage* MainFrame::convertTo(TablePage* p, const wxString& path) {
     name.MakeAbsolute();
     wxString why;
     if (!named->save(name.GetFullPath(), &why)) {
-        wxMessageBox(wxString::Format(_("%s was not saved.\n\n%s"), name.GetFullName(), why), _("Not saved"),
+        wxMessageBox(wxString::Format(_("%s was not saved.\n\n%s"), shownPath(name.GetFullName()), why), _("Not saved"),
                      wxOK | wxICON_ERROR, this);
         return nullptr;
     }
@@ -444,7 +447,7 @@ void MainFrame::updateState() {
         const TableDocument& doc = current->document();
         SetTitle((doc.isModified() ? "*" : "") + doc.displayName() + dash + _("Plot Style Editor"));
         const size_t selected = current->grid()->GetSelectedRows().size();
-        status = doc.path().empty() ? wxString(_("Not saved yet")) : doc.path();
+        status = doc.path().empty() ? wxString(_("Not saved yet")) : shownPath(doc.path());
         if (selected > 1)
             status += dash + wxString::Format(_("%zu rows selected"), selected);
     } else {

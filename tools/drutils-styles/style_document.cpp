@@ -493,6 +493,14 @@ bool parseScaleFactor(const wxString& text, double& factor, wxString* why) {
     return true;
 }
 
+wxString shownPath(const wxString& path) {
+    wxString shown;
+    shown.reserve(path.length());
+    for (wxUniChar c : path)
+        shown += c.GetValue() >= 0xDC80 && c.GetValue() <= 0xDCFF ? wxUniChar(0xFFFD) : c;
+    return shown;
+}
+
 wxString formatScaleFactor(double factor) { return trimmedNumber(factor, 6, 0); }
 
 bool storableText(const wchar_t* key, const wxString& text, wxString* why) {
@@ -547,7 +555,7 @@ TableDocument::~TableDocument() = default;
 
 wxString TableDocument::displayName() const {
     if (!m_path.empty())
-        return wxFileName(m_path).GetFullName();
+        return shownPath(wxFileName(m_path).GetFullName());
     if (!m_suggestedName.empty())
         return m_suggestedName;
     return _("Untitled") + "." + extension();

@@ -90,6 +90,11 @@ bool parseLineweight(const wxString& text, int units, double& millimetres, wxStr
 bool parseScaleFactor(const wxString& text, double& factor, wxString* why);
 // The scale factor with the decimals it needs (at most the file's six).
 wxString formatScaleFactor(double factor);
+// A file name or path as shown to people: bytes of a name that were no text in
+// the locale's encoding (kept as U+DC80..U+DCFF so that the name still reaches
+// the file) show as U+FFFD.
+wxString shownPath(const wxString& path);
+
 // Whether the file can hold text under key as it is (no line break, no "{", no
 // character the code page lacks, not longer than a line); why says what is wrong.
 bool storableText(const wchar_t* key, const wxString& text, wxString* why);

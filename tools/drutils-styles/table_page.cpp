@@ -106,8 +106,9 @@ TablePage::TablePage(wxWindow* parent, std::unique_ptr<TableDocument> doc)
 }
 
 TablePage::~TablePage() {
-    // The grid may repaint while the page goes; it must not reach the document then.
+    // The grid's table and renderers read the document: the grid goes first.
     m_doc->setListener(nullptr);
+    m_grid->Destroy();
 }
 
 std::vector<int> TablePage::selectedRows() const {
@@ -144,11 +145,6 @@ void TablePage::finishEditing() {
 
 void TablePage::onEditorShown(wxGridEvent& event) {
     const Column column = Column(event.GetCol());
-    if (column == Column::Colour) {
-        event.Veto();
-        CallAfter([this] { editColour(); });
-        return;
-    }
     if (column == Column::Style && m_doc->isNormal(event.GetRow())) {
         event.Veto(); // "Normal" keeps its name
         return;
