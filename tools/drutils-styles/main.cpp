@@ -10,6 +10,7 @@
 #include <wx/fileconf.h>
 #include <wx/filename.h>
 #include <wx/log.h>
+#include <wx/msgdlg.h>
 #include <wx/utils.h>
 
 #include "main_frame.h"
@@ -55,15 +56,21 @@ public:
                 frame->Destroy();
             });
         }
-        frame->Show();
+        // The tables open before the window shows, so that it is laid out and
+        // drawn once, with them; what could not be opened is said once it shows.
         wxArrayString files;
         for (const wxString& f : g_options.files)
             files.Add(f);
-        frame->openFiles(files);
+        const wxString failures = frame->openFilesQuietly(files);
+        frame->Show();
         if (g_options.startupReport && frame->pageCount() == 0) {
-            std::fputs("no table\n", stdout);
+            std::fprintf(stdout, "no table: %s\n", static_cast<const char*>(failures.utf8_str()));
             return false;
         }
+        if (!failures.empty())
+            frame->CallAfter([frame, failures] {
+                wxMessageBox(failures, _("Not opened"), wxOK | wxICON_ERROR, frame);
+            });
         return true;
     }
     int OnExit() override {

@@ -263,15 +263,20 @@ TablePage* MainFrame::openFile(const wxString& path, wxString* why) {
     return p;
 }
 
-void MainFrame::openFiles(const wxArrayString& paths) {
+wxString MainFrame::openFilesQuietly(const wxArrayString& paths) {
     wxString failures;
     for (const wxString& path : paths) {
         wxString why;
         if (!openFile(path, &why))
             failures += wxString::Format("%s: %s\n", shownPath(path), why);
     }
+    return failures.Trim();
+}
+
+void MainFrame::openFiles(const wxArrayString& paths) {
+    const wxString failures = openFilesQuietly(paths);
     if (!failures.empty())
-        wxMessageBox(failures.Trim(), _("Not opened"), wxOK | wxICON_ERROR, this);
+        wxMessageBox(failures, _("Not opened"), wxOK | wxICON_ERROR, this);
 }
 
 TablePage* MainFrame::newTable(bool colourDependent) {

@@ -29,6 +29,9 @@ public:
     // Opens each file, or shows the tab that has it already; the files that
     // cannot be read are named in one message, with the reasons.
     void openFiles(const wxArrayString& paths);
+    // The same without the message: the files that cannot be read, each with
+    // its reason on a line; empty when all opened.
+    wxString openFilesQuietly(const wxArrayString& paths);
     // Opens one file; null, with the reason, when it cannot be read.
     TablePage* openFile(const wxString& path, wxString* why);
     TablePage* newTable(bool colourDependent);

@@ -566,6 +566,8 @@ void TableDocument::noteChange(Change what) {
     // the largest change needs.
     if (!m_pending || int(what) > int(*m_pending))
         m_pending = what;
+    if (what == Change::Properties)
+        m_lineweightLabels.clear();
 }
 
 void TableDocument::flushChanges() {
@@ -663,9 +665,8 @@ wxString TableDocument::cellText(int row, Column column) const {
     case Column::Lineweight: {
         if (s->lineWeight() == 0)
             return _("Object");
-        const std::vector<wxString> labels = choiceLabels(column);
         if (s->lineWeight() >= 1 && s->lineWeight() <= CCustomLineweightTable::kSize)
-            return labels[size_t(s->lineWeight())];
+            return lineweightLabels()[size_t(s->lineWeight())];
         return wxString::Format(_("Unknown (%d)"), s->lineWeight());
     }
     case Column::Linetype:
@@ -708,20 +709,26 @@ long TableDocument::numberValue(int row, Column column) const {
     }
 }
 
-std::vector<wxString> TableDocument::choiceLabels(Column column) const {
-    std::vector<wxString> labels;
-    if (column == Column::Lineweight) {
-        labels.push_back(_("Object"));
-        const CCustomLineweightTable& lw = m_table->lineWeights();
-        for (int k = 0; k < CCustomLineweightTable::kSize; ++k) {
-            wxString label = formatLineweight(lw.at(k), m_table->lineWeightUnits());
-            // Two entries of one value stay apart, so that choosing keeps the entry.
-            if (std::find(labels.begin(), labels.end(), label) != labels.end())
-                label += wxString::Format(_(" (entry %d)"), k + 1);
-            labels.push_back(label);
-        }
-        return labels;
+const std::vector<wxString>& TableDocument::lineweightLabels() const {
+    if (!m_lineweightLabels.empty())
+        return m_lineweightLabels;
+    std::vector<wxString>& labels = m_lineweightLabels;
+    labels.push_back(_("Object"));
+    const CCustomLineweightTable& lw = m_table->lineWeights();
+    for (int k = 0; k < CCustomLineweightTable::kSize; ++k) {
+        wxString label = formatLineweight(lw.at(k), m_table->lineWeightUnits());
+        // Two entries of one value stay apart, so that choosing keeps the entry.
+        if (std::find(labels.begin(), labels.end(), label) != labels.end())
+            label += wxString::Format(_(" (entry %d)"), k + 1);
+        labels.push_back(label);
     }
+    return labels;
+}
+
+std::vector<wxString> TableDocument::choiceLabels(Column column) const {
+    if (column == Column::Lineweight)
+        return lineweightLabels();
+    std::vector<wxString> labels;
     const std::vector<Choice>* list = fixedList(column);
     if (!list)
         return labels;
@@ -783,7 +790,7 @@ bool TableDocument::setField(const std::vector<int>& rows, Column column, const 
     };
     switch (column) {
     case Column::Lineweight: {
-        const std::vector<wxString> labels = choiceLabels(column);
+        const std::vector<wxString>& labels = lineweightLabels();
         auto at = std::find(labels.begin(), labels.end(), text);
         int number = -1;
         if (at != labels.end()) {

@@ -197,12 +197,16 @@ private:
         TableDocument& m_doc;
     };
     void flushChanges();
+    // The lineweight list, built once per change of the lineweights or their
+    // units: every lineweight cell drawn looks its label up in it.
+    const std::vector<wxString>& lineweightLabels() const;
 
     std::unique_ptr<CPlotStyleTable> m_table;
     wxString m_path;
     wxString m_suggestedName;
     History m_history{*this};
     std::optional<Change> m_pending;
+    mutable std::vector<wxString> m_lineweightLabels;
     std::function<void(Change)> m_listener;
     // Colour-dependent: row k-1 is colour k, and this is its style's position.
     std::vector<int> m_rowPositions;
