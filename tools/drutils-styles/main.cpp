@@ -30,6 +30,10 @@ struct Options {
 };
 Options g_options;
 
+} // namespace
+
+namespace styles {
+
 class StylesApp : public wxApp {
 public:
     bool OnInit() override {
@@ -83,9 +87,9 @@ private:
     std::unique_ptr<wxFileConfig> m_settings;
 };
 
-} // namespace
+} // namespace styles
 
-wxIMPLEMENT_APP_NO_MAIN(StylesApp);
+wxIMPLEMENT_APP_NO_MAIN(styles::StylesApp);
 
 int main(int argc, char** argv) {
     // File names are taken from the bytes given, so that a name in any encoding
