@@ -300,14 +300,11 @@ bool PropertiesDialog::setLineweightText(int entry, const wxString& text, wxStri
 }
 
 void PropertiesDialog::onCellChanging(wxGridEvent& event) {
-    wxString why;
-    if (!setLineweightText(event.GetRow(), event.GetString(), &why)) {
-        event.Veto();
-        CallAfter([this, why] { wxMessageBox(why, _("Lineweight"), wxOK | wxICON_WARNING, this); });
-        return;
-    }
-    // The value goes in as the list shows it (rounded, with its unit).
+    // The list shows the value as kept (rounded, with its unit), not as typed.
     event.Veto();
+    wxString why;
+    if (!setLineweightText(event.GetRow(), event.GetString(), &why))
+        CallAfter([this, why] { wxMessageBox(why, _("Lineweight"), wxOK | wxICON_WARNING, this); });
 }
 
 bool PropertiesDialog::addLineweight(const wxString& text, wxString* why) {

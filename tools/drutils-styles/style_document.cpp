@@ -141,7 +141,7 @@ public:
 private:
     bool put(const std::vector<CPlotStyle>& values) {
         for (size_t i = 0; i < m_positions.size(); ++i)
-            if (CPlotStyle* s = m_doc.table().style(m_positions[i]))
+            if (CPlotStyle* s = m_doc.mutableTable().style(m_positions[i]))
                 *s = values[i];
         m_doc.noteChange(TableDocument::Change::Cells);
         return true;
