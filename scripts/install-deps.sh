@@ -15,6 +15,8 @@ packages=(
     nlohmann-json3-dev python3-jsonschema git
     clang libclang-rt-14-dev
     xvfb xauth
+    # the editor's desktop files: checked, and the file types compiled, by the tests
+    desktop-file-utils shared-mime-info
     ccache
     man-db groff-base
     # the baseline of the start-up benchmark
