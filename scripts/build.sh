@@ -29,10 +29,10 @@ if command -v ccache >/dev/null 2>&1; then
     export CCACHE_BASEDIR=${CCACHE_BASEDIR:-$(cd .. && pwd)}
     export CCACHE_NOHASHDIR=${CCACHE_NOHASHDIR:-true}
 fi
-# The project's own builds treat warnings as errors; a later -DDRUTILS_WERROR=OFF
-# among the arguments still wins.
+# The project's own builds treat warnings as errors and require the Python module
+# (a plain cmake builds it only when pybind11 is found); later -D arguments still win.
 if [ ! -f "$dir/CMakeCache.txt" ]; then
-    cmake -S . -B "$dir" "${generator[@]}" "${launcher[@]}" -DDRUTILS_WERROR=ON "$@"
+    cmake -S . -B "$dir" "${generator[@]}" "${launcher[@]}" -DDRUTILS_WERROR=ON -DDRUTILS_PYTHON=ON "$@"
 else
     cmake -S . -B "$dir" -DDRUTILS_WERROR=ON "$@" >/dev/null
 fi

@@ -13,6 +13,8 @@ packages=(
     # JSON read and written by the tool; its schemas checked by the tests; git for
     # the textconv recipe's test
     nlohmann-json3-dev python3-jsonschema git
+    # the Python module, for Debian's python3, and its tests
+    pybind11-dev python3-dev python3-pytest
     clang libclang-rt-14-dev
     xvfb xauth
     # the editor's desktop files: checked, and the file types compiled, by the tests

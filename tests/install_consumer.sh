@@ -125,4 +125,15 @@ test -f "$prefix/include/drutils/od/OdString.h" || fail "include/drutils/od is n
 for schema in plotstyletable pc3 pmp; do
     test -f "$prefix/share/drutils/$schema.schema.json" || fail "share/drutils/$schema.schema.json is not installed"
 done
+# The Python module, where it was built: below lib/python3.X/dist-packages, found
+# through PYTHONPATH in a prefix of its own, with its stubs, finding the installed
+# library by its own search path (no LD_LIBRARY_PATH).
+if [ -d "$build/python/drutils" ]; then
+    pydir=$(echo "$prefix"/lib/python3.*/dist-packages/drutils)
+    test -f "$pydir/__init__.pyi" || fail "the Python module is not in lib/python3.X/dist-packages/drutils"
+    got=$(env -u LD_LIBRARY_PATH PYTHONPATH="$(dirname "$pydir")" /usr/bin/python3 -c \
+        "import drutils; print(drutils.__file__, len(drutils.PlotStyleTable.new()))") ||
+        fail "the installed Python module does not import: $got"
+    [ "$got" = "$pydir/__init__.py 255" ] || fail "the installed Python module is not the one imported: $got"
+fi
 echo "install_consumer: ok (drutils $version)"

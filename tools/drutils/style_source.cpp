@@ -1,6 +1,7 @@
 #include "style_source.h"
 
 #include <algorithm>
+#include <cstring>
 #include <cmath>
 #include <cstdio>
 #include <map>
@@ -70,7 +71,9 @@ std::string hexRgb(int rgb) {
 
 // The colour a style plots, as people name it: "#RRGGBB", or "object" for the
 // colour of the object plotted.
-std::string plottedColour(const CPlotStyle& s) {
+} // namespace
+
+std::string source::plottedColour(const CPlotStyle& s) {
     if (s.color() == CPlotStyle::kObjectColor)
         return "object";
     if (s.color_policy() != CPlotStyle::kPolicyDither) {
@@ -84,6 +87,8 @@ std::string plottedColour(const CPlotStyle& s) {
     }
     return hexRgb(s.color());
 }
+
+namespace {
 
 // Whether the writer keeps each style's mode colour (see CPlotStyleTable::writeToBlock).
 bool keepsModeColour(const std::vector<std::unique_ptr<CPlotStyle>>& styles) {
@@ -100,6 +105,38 @@ std::string millimetres(double mm) { return source::dump(source::stored(mm)) + "
 } // namespace
 
 // ---------------------------------------------------------------- to JSON
+
+Json PlotStyleSource::styleToJson(const CPlotStyleTable& t, int i) {
+    using source::stored;
+    using source::text;
+    const CPlotStyle& s = *t.m_styles[size_t(i)];
+    Json o = Json::object();
+    o["name"] = text(s.m_name);
+    o["localized_name"] = text(s.m_localizedName);
+    o["description"] = text(s.m_description);
+    o["color"] = s.m_color;
+    o["mode_color"] = s.m_modeColor;
+    o["color_policy"] = s.m_colorPolicy;
+    o["physical_pen_number"] = s.m_physicalPen;
+    o["virtual_pen_number"] = s.m_virtualPen;
+    o["screen"] = s.m_screen;
+    o["linepattern_size"] = stored(s.m_linePatternSize);
+    o["linetype"] = s.m_lineType;
+    o["adaptive_linetype"] = s.m_adaptiveLinetype;
+    o["lineweight"] = s.m_lineWeight;
+    o["fill_style"] = s.m_fillStyle;
+    o["end_style"] = s.m_endStyle;
+    o["join_style"] = s.m_joinStyle;
+    if (!s.m_foreign.empty())
+        o["foreign"] = source::foreign(s.m_foreign);
+    const double mm = t.m_lineWeights.forStyle(s.m_lineWeight);
+    o["presentation"] = Json{{"position", i},
+                             {"plotted_color", source::plottedColour(s)},
+                             {"dither", s.isDither()},
+                             {"grayscale", s.isGrayScale()},
+                             {"lineweight_mm", mm >= 0 ? stored(mm) : Json(nullptr)}};
+    return o;
+}
 
 Json PlotStyleSource::toJson(const CPlotStyleTable& t, const std::string* file) {
     using source::stored;
@@ -118,35 +155,8 @@ Json PlotStyleSource::toJson(const CPlotStyleTable& t, const std::string* file) 
         clw.push_back(stored(t.m_lineWeights.at(k)));
     j["custom_lineweights"] = std::move(clw);
     Json styles = Json::array();
-    for (size_t i = 0; i < t.m_styles.size(); ++i) {
-        const CPlotStyle& s = *t.m_styles[i];
-        Json o = Json::object();
-        o["name"] = text(s.m_name);
-        o["localized_name"] = text(s.m_localizedName);
-        o["description"] = text(s.m_description);
-        o["color"] = s.m_color;
-        o["mode_color"] = s.m_modeColor;
-        o["color_policy"] = s.m_colorPolicy;
-        o["physical_pen_number"] = s.m_physicalPen;
-        o["virtual_pen_number"] = s.m_virtualPen;
-        o["screen"] = s.m_screen;
-        o["linepattern_size"] = stored(s.m_linePatternSize);
-        o["linetype"] = s.m_lineType;
-        o["adaptive_linetype"] = s.m_adaptiveLinetype;
-        o["lineweight"] = s.m_lineWeight;
-        o["fill_style"] = s.m_fillStyle;
-        o["end_style"] = s.m_endStyle;
-        o["join_style"] = s.m_joinStyle;
-        if (!s.m_foreign.empty())
-            o["foreign"] = source::foreign(s.m_foreign);
-        const double mm = t.m_lineWeights.forStyle(s.m_lineWeight);
-        o["presentation"] = Json{{"position", i},
-                                 {"plotted_color", plottedColour(s)},
-                                 {"dither", s.isDither()},
-                                 {"grayscale", s.isGrayScale()},
-                                 {"lineweight_mm", mm >= 0 ? stored(mm) : Json(nullptr)}};
-        styles.push_back(std::move(o));
-    }
+    for (size_t i = 0; i < t.m_styles.size(); ++i)
+        styles.push_back(styleToJson(t, int(i)));
     j["styles"] = std::move(styles);
     if (t.m_useAci) {
         Json aci = Json::array();
@@ -162,6 +172,67 @@ Json PlotStyleSource::toJson(const CPlotStyleTable& t, const std::string* file) 
 }
 
 // ---------------------------------------------------------------- from JSON
+
+// The members of a style that hold its plotting values, in the order they are read.
+const char* const PlotStyleSource::kStyleValueMembers[] = {
+    "description",         "color",  "mode_color",       "color_policy", "physical_pen_number",
+    "virtual_pen_number",  "screen", "linepattern_size", "linetype",     "adaptive_linetype",
+    "lineweight",          "fill_style", "end_style",    "join_style"};
+
+void PlotStyleSource::readStyleMember(CPlotStyle& s, const std::string& member, const In& v) {
+    if (member == "description")
+        s.m_description = v.string();
+    else if (member == "color")
+        s.m_color = v.int32();
+    else if (member == "mode_color")
+        s.m_modeColor = v.int32();
+    else if (member == "color_policy")
+        s.m_colorPolicy = v.int32();
+    else if (member == "physical_pen_number")
+        s.m_physicalPen = v.int32(0, 255);
+    else if (member == "virtual_pen_number")
+        s.m_virtualPen = v.int32(0, 255);
+    else if (member == "screen")
+        s.m_screen = v.int32(0, 100);
+    else if (member == "linepattern_size")
+        s.m_linePatternSize = v.storedReal(0, 1e6);
+    else if (member == "linetype")
+        s.m_lineType = v.int32(0, 31);
+    else if (member == "adaptive_linetype")
+        s.m_adaptiveLinetype = v.boolean();
+    else if (member == "lineweight")
+        s.m_lineWeight = v.int32(0, CCustomLineweightTable::kSize);
+    else if (member == "fill_style")
+        s.m_fillStyle = v.int32(0);
+    else if (member == "end_style")
+        s.m_endStyle = v.int32(0);
+    else if (member == "join_style")
+        s.m_joinStyle = v.int32(0);
+    else
+        v.fail("is not a member of a style");
+}
+
+void PlotStyleSource::setStyleMember(CPlotStyleTable& t, int i, const std::string& member, const Json& value) {
+    CPlotStyle* target = t.style(i);
+    const In v(value, "styles[" + std::to_string(i) + "]." + member);
+    if (!target)
+        v.fail("no such style");
+    CPlotStyle s(*target);
+    readStyleMember(s, member, v);
+    // Texts are checked as the file will print them, now rather than at save.
+    if (member == "description") {
+        CPBlock block(L"style");
+        block.add(new CPStr(L"description", s.m_description.c_str()));
+        OdString why;
+        if (!CPIAFileOut::canStore(&block, &why)) {
+            std::string reason = cli::utf8(why);
+            if (const size_t colon = reason.find(": "); colon != std::string::npos)
+                reason = reason.substr(colon + 2);
+            v.fail(reason);
+        }
+    }
+    *target = s;
+}
 
 std::unique_ptr<CPlotStyleTable> PlotStyleSource::fromJson(const Json& j, const bool* colourDependent) {
     const In root(j, "");
@@ -216,35 +287,12 @@ std::unique_ptr<CPlotStyleTable> PlotStyleSource::fromJson(const Json& j, const 
         s->m_localizedName = s->m_name;
         if (auto v = e.opt("localized_name"))
             s->m_localizedName = v->string();
-        if (auto v = e.opt("description"))
-            s->m_description = v->string();
-        if (auto v = e.opt("color"))
-            s->m_color = v->int32();
-        s->m_modeColor = s->m_color; // as a reader takes a style without one
-        if (auto v = e.opt("mode_color"))
-            s->m_modeColor = v->int32();
-        if (auto v = e.opt("color_policy"))
-            s->m_colorPolicy = v->int32();
-        if (auto v = e.opt("physical_pen_number"))
-            s->m_physicalPen = v->int32(0, 255);
-        if (auto v = e.opt("virtual_pen_number"))
-            s->m_virtualPen = v->int32(0, 255);
-        if (auto v = e.opt("screen"))
-            s->m_screen = v->int32(0, 100);
-        if (auto v = e.opt("linepattern_size"))
-            s->m_linePatternSize = v->storedReal(0, 1e6);
-        if (auto v = e.opt("linetype"))
-            s->m_lineType = v->int32(0, 31);
-        if (auto v = e.opt("adaptive_linetype"))
-            s->m_adaptiveLinetype = v->boolean();
-        if (auto v = e.opt("lineweight"))
-            s->m_lineWeight = v->int32(0, CCustomLineweightTable::kSize);
-        if (auto v = e.opt("fill_style"))
-            s->m_fillStyle = v->int32(0);
-        if (auto v = e.opt("end_style"))
-            s->m_endStyle = v->int32(0);
-        if (auto v = e.opt("join_style"))
-            s->m_joinStyle = v->int32(0);
+        for (const char* member : kStyleValueMembers) {
+            if (std::strcmp(member, "mode_color") == 0)
+                s->m_modeColor = s->m_color; // as a reader takes a style without one
+            if (auto v = e.opt(member))
+                readStyleMember(*s, member, *v);
+        }
         t->m_styles.push_back(std::move(s));
     }
     // Styles' foreign keys once it is known whether mode_color is written (an
@@ -416,7 +464,7 @@ std::string number(int v) { return std::to_string(v); }
 const Field kFields[] = {
     {"localized_name", [](const CPlotStyleTable&, const CPlotStyle& s) { return quoted(s.locName()); }},
     {"description", [](const CPlotStyleTable&, const CPlotStyle& s) { return quoted(s.desc()); }},
-    {"color", [](const CPlotStyleTable&, const CPlotStyle& s) { return plottedColour(s); }},
+    {"color", [](const CPlotStyleTable&, const CPlotStyle& s) { return source::plottedColour(s); }},
     {"dither", [](const CPlotStyleTable&, const CPlotStyle& s) { return onOff(s.isDither()); }},
     {"grayscale", [](const CPlotStyleTable&, const CPlotStyle& s) { return onOff(s.isGrayScale()); }},
     {"physical_pen_number", [](const CPlotStyleTable&, const CPlotStyle& s) { return number(s.pen()); }},

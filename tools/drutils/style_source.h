@@ -15,6 +15,8 @@ struct StyleChange;
 }
 
 class PlotStyleSource {
+    static void readStyleMember(CPlotStyle& s, const std::string& member, const source::In& v);
+
 public:
     // The differences between two tables by meaning: the table's keys, then the
     // styles, matched by colour index where both tables are colour-dependent and
@@ -23,15 +25,25 @@ public:
     static std::vector<source::StyleChange> diff(const CPlotStyleTable& a, const CPlotStyleTable& b);
     // Every value the table keeps; file, when given, goes to "presentation".
     static source::Json toJson(const CPlotStyleTable& t, const std::string* file);
+    // Style i as toJson writes it among the table's styles.
+    static source::Json styleToJson(const CPlotStyleTable& t, int i);
     // The document's table; throws source::Fault. colourDependent, when set,
     // is the kind the output file's name asks for.
     static std::unique_ptr<CPlotStyleTable> fromJson(const source::Json& j, const bool* colourDependent);
+    // Sets one plotting value of style i (a member of kStyleValueMembers) as build
+    // reads it, with the same ranges and refusals, and a text as the file can
+    // print it; throws source::Fault naming "styles[i].member", the style unchanged.
+    static void setStyleMember(CPlotStyleTable& t, int i, const std::string& member, const source::Json& value);
+    static const char* const kStyleValueMembers[14];
     // Writes the table as path whole or not at all. Empty on success; otherwise
     // why, naming the member of the JSON form at fault where there is one.
     static std::string write(const CPlotStyleTable& t, const std::string& path, bool replaceExisting);
 };
 
 namespace source {
+
+// The colour a style plots with: "object" or "#RRGGBB".
+std::string plottedColour(const CPlotStyle& s);
 
 // The JSON text with one line per member, per style and per foreign item, so
 // that a changed pen is one changed line (git's textconv).
