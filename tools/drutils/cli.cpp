@@ -31,6 +31,11 @@ bool takeFlag(Args& args, const char* flag) {
     return false;
 }
 
+bool takeRecursive(Args& args) {
+    const bool shortFlag = takeFlag(args, "-r");
+    return takeFlag(args, "--recursive") || shortFlag;
+}
+
 bool takeOption(Args& args, const char* name, std::string& value, bool* missingValue) {
     if (missingValue)
         *missingValue = false;

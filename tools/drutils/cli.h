@@ -23,6 +23,8 @@ int usage(const std::string& message);
 
 // Removes a flag ("--json") from args; true when it was there.
 bool takeFlag(Args& args, const char* flag);
+// -r or --recursive (both taken out): walk folders given as operands.
+bool takeRecursive(Args& args);
 // Removes "--name VALUE" or "--name=VALUE" from args. Returns false when absent;
 // sets missingValue when the option is there without a value.
 bool takeOption(Args& args, const char* name, std::string& value, bool* missingValue = nullptr);

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "cli.h"
+#include "platform/cnumbers.h"
 #include "commands.h"
 #include "platform/files.h"
 #include "ut_blowfish.h"
@@ -49,15 +50,7 @@ bool parseHexKey(const std::string& hex, std::vector<unsigned char>& key, std::s
         error = "--key-hex is longer than 72 bytes, the most the cipher uses";
         return false;
     }
-    auto digit = [](char c) -> int {
-        if (c >= '0' && c <= '9')
-            return c - '0';
-        if (c >= 'a' && c <= 'f')
-            return c - 'a' + 10;
-        if (c >= 'A' && c <= 'F')
-            return c - 'A' + 10;
-        return -1;
-    };
+    auto digit = [](char c) { return ut::platform::hexDigit(static_cast<unsigned char>(c)); };
     key.clear();
     for (size_t i = 0; i < hex.size(); i += 2) {
         const int hi = digit(hex[i]), lo = digit(hex[i + 1]);

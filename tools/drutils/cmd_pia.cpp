@@ -136,8 +136,7 @@ int runPack(cli::Args& args) {
 
 int runCheck(cli::Args& args) {
     const bool json = cli::takeFlag(args, "--json");
-    const bool shortFlag = cli::takeFlag(args, "-r"); // both spellings are taken out
-    const bool recursive = cli::takeFlag(args, "--recursive") || shortFlag;
+    const bool recursive = cli::takeRecursive(args);
     if (cli::rejectUnknownOptions(args))
         return cli::kUsage;
     if (!args.empty() && args[0] == "--")

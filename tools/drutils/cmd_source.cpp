@@ -145,8 +145,7 @@ std::string load(const std::string& path, Form form, Loaded& out) {
 // Shows each file (folders walked with -r) as JSON: one document per line when
 // there are several. Failures are reported as they come; exit 1 when any.
 int showJson(cli::Args& args, Form form, bool lines) {
-    const bool shortFlag = cli::takeFlag(args, "-r"); // both spellings are taken out
-    const bool recursive = cli::takeFlag(args, "--recursive") || shortFlag;
+    const bool recursive = cli::takeRecursive(args);
     if (cli::rejectUnknownOptions(args))
         return cli::kUsage;
     if (!args.empty() && args[0] == "--")
@@ -286,8 +285,7 @@ bool diffPair(const std::string& a, const std::string& b, Form form, std::vector
 
 int diff(cli::Args& args, Form form) {
     const bool json = cli::takeFlag(args, "--json");
-    const bool shortFlag = cli::takeFlag(args, "-r"); // both spellings are taken out
-    const bool recursive = cli::takeFlag(args, "--recursive") || shortFlag;
+    const bool recursive = cli::takeRecursive(args);
     for (const auto& a : args)
         if (a.size() > 1 && a[0] == '-' && a != "--") {
             cli::usage("unknown option " + a);

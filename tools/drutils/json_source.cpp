@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "cli.h"
+#include "platform/cnumbers.h"
 #include "platform/codepage.h"
 
 namespace source {
@@ -25,15 +26,7 @@ void appendMarker(std::string& out, unsigned code) {
     out += buf;
 }
 
-int hexValue(char c) {
-    if (c >= '0' && c <= '9')
-        return c - '0';
-    if (c >= 'a' && c <= 'f')
-        return c - 'a' + 10;
-    if (c >= 'A' && c <= 'F')
-        return c - 'A' + 10;
-    return -1;
-}
+int hexValue(char c) { return ut::platform::hexDigit(static_cast<unsigned char>(c)); }
 
 // The four hex digits at s[i..i+3] as a number; -1 when they are not.
 long hex4(const std::string& s, size_t i) {
