@@ -846,6 +846,12 @@ bool TableDocument::setField(const std::vector<int>& rows, Column column, const 
     default: return refuse(_("This column cannot be changed."));
     }
 
+    editRows(rows, wxString::Format(_("Set %s"), columnTitle(column)), apply);
+    return true;
+}
+
+void TableDocument::editRows(const std::vector<int>& rows, const wxString& title,
+                             const std::function<void(CPlotStyle&)>& apply) {
     std::vector<int> positions;
     std::vector<CPlotStyle> before, after;
     for (int row : rows) {
@@ -860,11 +866,8 @@ bool TableDocument::setField(const std::vector<int>& rows, Column column, const 
         before.push_back(*m_table->style(p));
         after.push_back(changed);
     }
-    if (positions.empty())
-        return true;
-    m_history.Submit(new StyleEdit(*this, wxString::Format(_("Set %s"), columnTitle(column)), std::move(positions),
-                                   std::move(before), std::move(after)));
-    return true;
+    if (!positions.empty())
+        m_history.Submit(new StyleEdit(*this, title, std::move(positions), std::move(before), std::move(after)));
 }
 
 bool TableDocument::setColour(const std::vector<int>& rows, const ColourChoice& colour, wxString* why) {
@@ -873,22 +876,7 @@ bool TableDocument::setColour(const std::vector<int>& rows, const ColourChoice& 
             *why = _("A colour index lies between 1 and 255.");
         return false;
     }
-    std::vector<int> positions;
-    std::vector<CPlotStyle> before, after;
-    for (int row : rows) {
-        const int p = positionOf(row);
-        if (p < 0 || std::find(positions.begin(), positions.end(), p) != positions.end())
-            continue;
-        CPlotStyle changed = *m_table->style(p);
-        applyColour(changed, colour);
-        if (sameStyle(changed, *m_table->style(p)))
-            continue;
-        positions.push_back(p);
-        before.push_back(*m_table->style(p));
-        after.push_back(changed);
-    }
-    if (!positions.empty())
-        m_history.Submit(new StyleEdit(*this, _("Set Colour"), std::move(positions), std::move(before), std::move(after)));
+    editRows(rows, _("Set Colour"), [&colour](CPlotStyle& s) { applyColour(s, colour); });
     return true;
 }
 

@@ -186,6 +186,10 @@ public:
     void rebuildRows();
 
 private:
+    // Applies apply to the styles of rows (each style once) as one step of the
+    // history; a step that changes nothing is not recorded.
+    void editRows(const std::vector<int>& rows, const wxString& title, const std::function<void(CPlotStyle&)>& apply);
+
     class History : public wxCommandProcessor {
     public:
         explicit History(TableDocument& doc) : m_doc(doc) {}
