@@ -2,7 +2,7 @@
 # The main job: installs what is missing, builds, and runs the drutils tool on
 # real files written by other CAD programs (tests/data): a plot style table shown,
 # converted to a named table and drawn as a swatch sheet, a printer configuration
-# shown, a drawing's lock files read; then the printer commands on a private
+# shown, a table as JSON built back and compared, a drawing's lock files read; then the printer commands on a private
 # CUPS scheduler with known queues (never the machine's own printers).
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -19,6 +19,12 @@ set -x
 "$tool" style show "$out/converted.stb"
 "$tool" style render --force tests/data/color-dependent-custom.ctb "$out/swatches.svg"
 "$tool" pc3 show tests/data/printer-hpgl-extra-blocks.pc3
+# Tables as source: the JSON form, a table built back from it, a changed pen, and
+# the difference by meaning (exit status 1: different).
+"$tool" style show --json tests/data/color-dependent-custom.ctb >"$out/custom.json"
+"$tool" style build --force "$out/custom.json" "$out/rebuilt.ctb"
+"$tool" style set "$out/rebuilt.ctb" 7 screen=50 lineweight=0.35mm
+"$tool" style diff tests/data/color-dependent-custom.ctb "$out/rebuilt.ctb" || true
 cp tests/data/drawing.dwl tests/data/drawing.dwl2 "$out"/ && : >"$out/drawing.dwg"
 "$tool" lock status "$out/drawing.dwg"
 "$tool" name check "Layer 1" "\\U+00C4rger"
@@ -55,3 +61,10 @@ sed 's/Software\\Autodesk\\AutoCAD\\R16\.2\\ACAD-4001:409/Software\\Corvane\\Dra
 "$tool" config get Profiles lae/UserName
 "$tool" profile list
 "$tool" reg export --force V17x64/en_US/Profiles/lae "$out/lae-export.reg"
+# The same table from Python (Debian's python3, the module built above).
+PYTHONPATH=build/python /usr/bin/python3 - "$out/rebuilt.ctb" <<'PY'
+import sys, drutils
+table = drutils.PlotStyleTable.read(sys.argv[1])
+pen = table.style_for_color(7)
+print(f"{table!r}: colour 7 plots with screen {pen.screen}, lineweight {pen.lineweight_mm} mm")
+PY
